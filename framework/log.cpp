@@ -1,0 +1,100 @@
+#include "framework/log.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <exception>
+#include <log4cpp/Appender.hh>
+#include <log4cpp/Category.hh>
+#include <log4cpp/PropertyConfigurator.hh>
+
+namespace {
+
+// The longest text that a datagram can carry, with room for the line round it.
+constexpr size_t kLineSize = 8192;
+
+std::atomic<Bool> s_bLosingLines{false};
+std::atomic<std::time_t> s_lastReopen{0};
+
+// At exit log4cpp frees its categories before the objects that were made before main are destroyed.
+std::atomic<Bool> s_bEnded{false};
+struct T_End {
+  ~T_End() { s_bEnded.store(true, std::memory_order_relaxed); }
+};
+
+log4cpp::Category& Category() {
+  static log4cpp::Category& s_category = log4cpp::Category::getInstance("CATEGORY");
+  static const T_End s_stEnd;
+  return s_category;
+}
+
+// log4cpp drops the result of its write(2), so errno is the only witness of a lost line.
+Bool IsWriteFailure(int i_errno) {
+  switch (i_errno) {
+    case EBADF:
+    case EDQUOT:
+    case EFBIG:
+    case EIO:
+    case ENOSPC:
+    case EROFS:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// A file that could not be opened stays closed inside log4cpp until it is asked again.
+void ReopenOncePerSecond() {
+  const std::time_t now = std::time(nullptr);
+  if (s_lastReopen.exchange(now, std::memory_order_relaxed) != now) log4cpp::Appender::reopenAll();
+}
+
+void WatchForLoss(int i_errno) {
+  const Bool bLost = IsWriteFailure(i_errno);
+  if (i_errno == EBADF) ReopenOncePerSecond();
+  if (s_bLosingLines.exchange(bLost, std::memory_order_relaxed) == bLost) return;
+  if (bLost)
+    std::fprintf(stderr,
+                 "osdsrv: cannot write the log: %s; lines are lost until the log's folder exists "
+                 "and has space again\n",
+                 std::strerror(i_errno));
+  else
+    std::fprintf(stderr, "osdsrv: the log is written again\n");
+}
+
+}  // namespace
+
+Bool CLog::Configure(const char* i_pPath) {
+  try {
+    log4cpp::PropertyConfigurator::configure(i_pPath);
+    return true;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr,
+                 "osdsrv: cannot use the log configuration %s: %s; going on without a log (put a "
+                 "log4cpp property file there and start again)\n",
+                 i_pPath, failure.what());
+    return false;
+  }
+}
+
+void CLog::Shutdown() { log4cpp::Category::shutdown(); }
+
+Bool CLog::Enabled(Priority i_ePriority) {
+  return !s_bEnded.load(std::memory_order_relaxed) && Category().isPriorityEnabled(i_ePriority);
+}
+
+void CLog::Write(Priority i_ePriority, const char* i_pFormat, ...) {
+  const int callersErrno = errno;
+  char szLine[kLineSize];
+  va_list arguments;
+  va_start(arguments, i_pFormat);
+  std::vsnprintf(szLine, sizeof(szLine), i_pFormat, arguments);
+  va_end(arguments);
+  errno = 0;
+  Category().log(i_ePriority, std::string(szLine));
+  WatchForLoss(errno);
+  errno = callersErrno;
+}

@@ -1,0 +1,38 @@
+// The process's one log category, "CATEGORY". Every line ends with the base name of the source
+// file and its line. Any thread may log, but never under a queue lock.
+#pragma once
+
+#include "framework/types.h"
+
+class CLog {
+ public:
+  // log4cpp's priorities; a lower value is more urgent.
+  enum Priority : SInt32 { kError = 300, kWarn = 400, kNotice = 500, kInfo = 600, kDebug = 700 };
+
+  // Reads the log4cpp property file i_pPath. When it is missing or broken, says so in one line on
+  // standard error and returns false: the process then runs without appenders.
+  static Bool Configure(const char* i_pPath);
+
+  // Flushes and removes all appenders; lines written afterwards go nowhere.
+  static void Shutdown();
+
+  static Bool Enabled(Priority i_ePriority);
+
+  // Formats like printf and appends. A line that cannot be written (full disk, missing folder) is
+  // lost; the first one lost and the first one written again are told on standard error.
+  static void Write(Priority i_ePriority, const char* i_pFormat, ...)
+      __attribute__((format(printf, 2, 3)));
+};
+
+#define OSD_LOG(i_ePriority, i_pFormat, ...)                                                     \
+  do {                                                                                           \
+    if (CLog::Enabled(i_ePriority))                                                              \
+      CLog::Write(i_ePriority, i_pFormat " --[%s:%u]", __VA_ARGS__ __VA_OPT__(, ) __FILE_NAME__, \
+                  static_cast<UInt32>(__LINE__));                                                \
+  } while (false)
+
+#define LOG_ERROR(i_pFormat, ...) OSD_LOG(CLog::kError, i_pFormat, __VA_ARGS__)
+#define LOG_WARN(i_pFormat, ...) OSD_LOG(CLog::kWarn, i_pFormat, __VA_ARGS__)
+#define LOG_NOTICE(i_pFormat, ...) OSD_LOG(CLog::kNotice, i_pFormat, __VA_ARGS__)
+#define LOG_INFO(i_pFormat, ...) OSD_LOG(CLog::kInfo, i_pFormat, __VA_ARGS__)
+#define LOG_DEBUG(i_pFormat, ...) OSD_LOG(CLog::kDebug, i_pFormat, __VA_ARGS__)
