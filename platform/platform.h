@@ -1,0 +1,35 @@
+// The only door to devices: framebuffer layers, contiguous memory, and where the system's files
+// lie. Two rooms implement it, hifb (the chip) and soft (a software screen in files); the build
+// links one of them.
+#pragma once
+
+#include <string>
+
+#include "framework/types.h"
+
+// The place of the system's file i_pPath ("/var/run/osd.pid"). On the chip it is i_pPath itself; on
+// the software screen it lies under the device root that the environment variable OSD_ROOT names
+// (read once). Any thread.
+std::string SystemPath(const char* i_pPath);
+
+// Opens a framebuffer device, read-write and close-on-exec; i_pPath is the path on the chip
+// ("/dev/fb0"). The descriptor, or -1 with errno.
+SInt32 DeviceOpen(const char* i_pPath);
+
+// One driver request of platform/records.h with its record. 0, or -1 with errno; EINVAL for a
+// request, an order or a record that the driver does not take.
+SInt32 DeviceIoctl(SInt32 i_s32Fd, UInt32 i_u32Request, void* io_pRecord);
+
+void DeviceClose(SInt32 i_s32Fd);
+
+// Contiguous memory for a canvas. It belongs to the caller until ContiguousFree.
+struct T_ContiguousMemory {
+  UInt32 m_u32Physical;  // never 0
+  void* m_pVirtual;
+};
+
+// i_u32Size bytes, contents undefined; false when there is no such memory (the reason is logged).
+Bool ContiguousAlloc(UInt32 i_u32Size, T_ContiguousMemory* o_pMemory);
+
+// i_memory as ContiguousAlloc gave it; its virtual address is invalid afterwards.
+void ContiguousFree(const T_ContiguousMemory& i_memory);

@@ -1,0 +1,46 @@
+// A picture of the software screen: its layer files, read without tearing while the daemon draws,
+// composited in layer order over a backdrop, and written as a PNG. No state; any thread.
+//
+// Every function says a failure in *o_pError, in one sentence without a full stop: what failed, on
+// which file, why, and what to do.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/types.h"
+
+enum class Backdrop { kBlack, kGrey, kChecker };
+
+struct T_LayerImage {
+  Bool m_bShown;
+  SInt32 m_s32X;  // place on the screen, px
+  SInt32 m_s32Y;
+  UInt32 m_u32Width;  // px; 0 = the layer was never set up
+  UInt32 m_u32Height;
+  UInt32 m_u32AlphaFlags;  // T_LayerHeader::kAlphaEnabled, kAlphaPerPixel
+  UInt32 m_u32GlobalAlpha;
+  UInt64 m_u64Sequence;           // even; two more after each refresh
+  std::vector<UInt32> m_vecArgb;  // rows of m_u32Width, straight alpha
+};
+
+struct T_Image {
+  UInt32 m_u32Width;
+  UInt32 m_u32Height;
+  std::vector<UInt8> m_vecRgb;  // rows of m_u32Width * 3 bytes
+};
+
+// One layer file as it stood between two refreshes.
+std::optional<T_LayerImage> ReadLayer(const std::string& i_path, std::string* o_pError);
+
+// The shown layers, the first one lowest. The picture reaches from the screen's origin to the
+// farthest right and bottom edge; what a layer has left of or above the origin is off the screen.
+// Fails when no shown layer reaches the screen.
+std::optional<T_Image> Composite(const std::vector<T_LayerImage>& i_layers, Backdrop i_eBackdrop,
+                                 std::string* o_pError);
+
+Bool WritePng(const std::string& i_path, const T_Image& i_image, std::string* o_pError);
+
+// All of the above for the layers 0 to 7 of this build's device root, into the file i_pngPath.
+Bool TakeScreenshot(const std::string& i_pngPath, Backdrop i_eBackdrop, std::string* o_pError);
