@@ -1,0 +1,168 @@
+#include "protocol/apiparser.h"
+
+#include <array>
+#include <cstring>
+#include <new>
+
+#include "framework/assert.h"
+#include "framework/log.h"
+
+namespace {
+
+using ParseMsg = CmdErr (*)(const UInt8*, UInt32, const T_MsgHeader&, T_MsgParams*);
+using PackMsg = Bool (*)(T_MsgParams*, UInt8*, UInt32*, UInt32*, UInt16*);
+
+template <class T, CmdErr (*Parse)(const UInt8*, UInt32, const T_MsgHeader&, T*)>
+CmdErr ParseOwned(const UInt8* i_pBody, UInt32 i_u32Readable, const T_MsgHeader& i_stMsgHead,
+                  T_MsgParams* o_ptMsgParams) {
+  std::unique_ptr<T>& pRecord = o_ptMsgParams->Body<T>();
+  pRecord.reset(new (std::nothrow) T);
+  if (!pRecord) return kCmdBody;
+  const CmdErr eResult = Parse(i_pBody, i_u32Readable, i_stMsgHead, pRecord.get());
+  if (eResult != kCmdSuccess && !T::kKeptWhenRefused) pRecord.reset();
+  return eResult;
+}
+
+CmdErr ParseNothing(const UInt8*, UInt32, const T_MsgHeader&, T_MsgParams*) { return kCmdSuccess; }
+
+template <class T>
+Bool PackOwned(T_MsgParams* io_pMsgParams, UInt8* o_pBuf, UInt32* o_u32BufLen,
+               UInt32* o_u32RemoteAddr, UInt16* o_u16RemotePort) {
+  std::unique_ptr<T>& pRecord = io_pMsgParams->Body<T>();
+  if (!pRecord) return false;
+  *o_u32BufLen =
+      EncodeMessage(*pRecord, o_pBuf, T::kPacksHeaderOnly ? kMsgHeaderSize : kMaxDatagram);
+  *o_u32RemoteAddr = pRecord->m_u32RemoteAddr;
+  *o_u16RemotePort = pRecord->m_u16RemotePort;
+  pRecord.reset();
+  return true;
+}
+
+// Row by row beside kCatalogue.
+constexpr ParseMsg kParsers[] = {
+#define OSD_MESSAGE(i_id, i_Name, i_Record, ...) ParseOwned<i_Record, CAPIParser::ParseMsg##i_Name>,
+#define OSD_ERROR_REPLY(...) ParseNothing,
+#include "protocol/messages.def"
+};
+
+constexpr PackMsg kPackers[] = {
+#define OSD_MESSAGE(i_id, i_Name, i_Record, ...) PackOwned<i_Record>,
+#define OSD_ERROR_REPLY(i_id, i_Name, i_Record) PackOwned<i_Record>,
+#include "protocol/messages.def"
+};
+
+Bool IsKnownType(const char (&i_aType)[3]) {
+  for (const char* pKnown : {"CMD", "EVT", "RES"})
+    if (std::memcmp(i_aType, pKnown, sizeof(i_aType)) == 0) return true;
+  return false;
+}
+
+// Only a repetition of the last number is refused: peers restart, and numbers may jump.
+CmdErr CheckSequence(UInt32 i_u32Seq, T_MsgSeq* io_ptMsgSeq) {
+  const T_Peer* pPeer = FindPeer(io_ptMsgSeq->m_u16RemotePort);
+  if (pPeer == nullptr || !pPeer->HasSlot()) {
+    LOG_WARN("Parse MsgSeq fail, RemotePort<%u> is undefine", io_ptMsgSeq->m_u16RemotePort);
+    return kCmdPort;
+  }
+  UInt32& u32Last = io_ptMsgSeq->m_aSeq[pPeer->m_u8Slot];
+  if (i_u32Seq != pPeer->m_u32AlwaysAccepted && i_u32Seq == u32Last) return kCmdSequence;
+  u32Last = i_u32Seq;
+  return kCmdSuccess;
+}
+
+}  // namespace
+
+CmdErr CAPIParser::MsgParse(const UInt8* i_pBuf, UInt32 i_u32Len, T_MsgSeq* io_ptMsgSeq,
+                            UInt32* o_pMsgId, T_MsgParams* o_ptMsgParams) {
+  OSD_ASSERT(nullptr != i_pBuf, "NULL != i_pBuf", "apiparser", __LINE__);
+  OSD_ASSERT(nullptr != o_pMsgId, "NULL != o_pMsgId", "apiparser", __LINE__);
+  OSD_ASSERT(nullptr != o_ptMsgParams, "NULL != o_ptMsgParams", "apiparser", __LINE__);
+  std::array<UInt8, kMaxDatagram + 1> aDatagram;
+  const UInt32 u32Len = std::min(i_u32Len, kMaxDatagram);
+  std::memcpy(aDatagram.data(), i_pBuf, u32Len);
+  std::memset(aDatagram.data() + u32Len, 0, aDatagram.size() - u32Len);
+
+  T_MsgHeader stMsgHead;
+  const CmdErr eResult = MsgHeadParse(aDatagram.data(), u32Len, io_ptMsgSeq, &stMsgHead);
+  *o_pMsgId = stMsgHead.m_u32Id;
+  o_ptMsgParams->m_eMsgId = static_cast<MsgId>(stMsgHead.m_u32Id);
+  if (eResult == kCmdSuccess)
+    return MsgBodyParse(aDatagram.data(), aDatagram.size(), stMsgHead, o_ptMsgParams);
+  o_ptMsgParams->m_pHeadError = std::make_unique<T_MsgHeadError>();
+  o_ptMsgParams->m_pHeadError->m_stHeader = stMsgHead;
+  return eResult;
+}
+
+CmdErr CAPIParser::MsgHeadParse(const UInt8* i_pBuf, UInt32 i_u32Len, T_MsgSeq* io_ptMsgSeq,
+                                T_MsgHeader* o_pMsgHead) {
+  OSD_ASSERT(nullptr != o_pMsgHead, "NULL != o_pMsgHead", "apiparser", __LINE__);
+  if (i_u32Len < kMsgHeaderSize) {
+    LOG_DEBUG("CAPIParser MsgHeadParse fail, msg head len less");
+    return kCmdHeadLen;
+  }
+  CWireReader reader(i_pBuf, kMsgHeaderSize);
+  DecodeFields(reader, *o_pMsgHead);
+  LOG_INFO("parse msghead[%s]: type<%s> seq<%u> id<%#x> paramlen<%u>",
+           ModuleName(io_ptMsgSeq->m_u16RemotePort), o_pMsgHead->TypeText().data(),
+           o_pMsgHead->m_u32Seq, o_pMsgHead->m_u32Id, o_pMsgHead->m_u16ParamLen);
+  if (o_pMsgHead->m_u32Magic != kMsgMagic) {
+    LOG_DEBUG("CAPIParser MsgHeadParse fail, msg magic error");
+    return kCmdMagic;
+  }
+  if (o_pMsgHead->m_u8Version != 0) return kCmdVersion;
+  if (!IsKnownType(o_pMsgHead->m_aType)) {
+    LOG_ERROR("CAPIParser MsgHeadParse fail, msg type<%s> error", o_pMsgHead->TypeText().data());
+    return kCmdType;
+  }
+  const CmdErr eResult = CheckMsgIdAndMsgLength(*o_pMsgHead);
+  if (eResult != kCmdSuccess) {
+    LOG_ERROR("CAPIParser CheckMsgIdAndMsgLength fail, error_no<%d> error", eResult);
+    return eResult;
+  }
+  return CheckSequence(o_pMsgHead->m_u32Seq, io_ptMsgSeq);
+}
+
+CmdErr CAPIParser::CheckMsgIdAndMsgLength(const T_MsgHeader& i_stMsgHead) {
+  const T_CatalogueRow* pRow = FindMessage(i_stMsgHead.m_u32Id);
+  if (pRow == nullptr) {
+    LOG_WARN("CheckMsgIdAndMsgLength fail, ID<%#x> is undefine", i_stMsgHead.m_u32Id);
+    return kCmdId;
+  }
+  const Bool bFits =
+      pRow->m_u32RequiredLen == kAnyLength || pRow->m_u32RequiredLen == i_stMsgHead.m_u16ParamLen;
+  return bFits ? kCmdSuccess : kCmdParamLen;
+}
+
+CmdErr CAPIParser::MsgBodyParse(const UInt8* i_pBuf, UInt32 i_u32Readable,
+                                const T_MsgHeader& i_stMsgHead, T_MsgParams* o_ptMsgParams) {
+  const T_CatalogueRow* pRow = FindMessage(i_stMsgHead.m_u32Id);
+  if (pRow == nullptr) {
+    LOG_WARN("CAPIParser MsgBodyParse fail, ID<%#x> is undefine", i_stMsgHead.m_u32Id);
+    return kCmdId;
+  }
+  const UInt32 u32Header = std::min(i_u32Readable, kMsgHeaderSize);
+  return kParsers[pRow - kCatalogue](i_pBuf + u32Header, i_u32Readable - u32Header, i_stMsgHead,
+                                     o_ptMsgParams);
+}
+
+#define OSD_MESSAGE(i_id, i_Name, i_Record, i_len, i_pText, ...)                       \
+  CmdErr CAPIParser::ParseMsg##i_Name(const UInt8* i_pBody, UInt32 i_u32Readable,      \
+                                      const T_MsgHeader& i_stMsgHead, i_Record* o_p) { \
+    OSD_ASSERT(nullptr != o_p, i_pText, "apiparser", __LINE__);                        \
+    return DecodeBody(i_pBody, i_u32Readable, i_stMsgHead, o_p);                       \
+  }
+#include "protocol/messages.def"
+
+CmdErr CAPIParser::MsgPack(T_MsgParams* i_tMsgParams, UInt8* o_pBuf, UInt32* o_u32BufLen,
+                           UInt32* o_u32RemoteAddr, UInt16* o_u16RemotePort) {
+  OSD_ASSERT(nullptr != i_tMsgParams, "NULL != i_tMsgParams", "apiparser", __LINE__);
+  OSD_ASSERT(nullptr != o_pBuf, "NULL != o_pBuf", "apiparser", __LINE__);
+  OSD_ASSERT(nullptr != o_u32BufLen, "NULL != o_u32BufLen", "apiparser", __LINE__);
+  OSD_ASSERT(nullptr != o_u32RemoteAddr, "NULL != o_u32RemoteAddr", "apiparser", __LINE__);
+  OSD_ASSERT(nullptr != o_u16RemotePort, "NULL != o_u16RemotePort", "apiparser", __LINE__);
+  const T_CatalogueRow* pRow = FindMessage(i_tMsgParams->m_eMsgId);
+  if (pRow == nullptr || !kPackers[pRow - kCatalogue](i_tMsgParams, o_pBuf, o_u32BufLen,
+                                                      o_u32RemoteAddr, o_u16RemotePort))
+    LOG_WARN("MsgPack Unknown MsgId");
+  return kCmdSuccess;
+}

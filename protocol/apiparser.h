@@ -1,0 +1,84 @@
+// CAPIParser: datagrams to decoded messages and back. It has no state; a T_MsgSeq and a
+// T_MsgParams belong to the caller and are used by one thread at a time.
+#pragma once
+
+#include <memory>
+#include <tuple>
+
+#include "protocol/catalogue.h"
+#include "protocol/peers.h"
+
+// The header of a datagram that was refused; the receiver answers from it.
+struct T_MsgHeadError : T_MsgBody {};
+
+// One message: its id and the records that it owns, all null but the one of the id. Move-only.
+class T_MsgParams {
+ public:
+  MsgId m_eMsgId = RES_MSG_ACK;
+  std::unique_ptr<T_MsgHeadError> m_pHeadError;  // set when MsgParse refused the header
+
+  // The slot of a record type.
+  template <class T>
+  std::unique_ptr<T>& Body() {
+    return std::get<std::unique_ptr<T>>(m_bodies);
+  }
+  template <class T>
+  const std::unique_ptr<T>& Body() const {
+    return std::get<std::unique_ptr<T>>(m_bodies);
+  }
+
+  // Frees every record.
+  void Clear() { *this = T_MsgParams(); }
+
+ private:
+  template <class First, class... Records>
+  struct T_Owners {
+    using Tuple = std::tuple<std::unique_ptr<Records>...>;
+  };
+#define OSD_MESSAGE(i_id, i_Name, i_Record, ...) , i_Record
+#define OSD_ERROR_REPLY(i_id, i_Name, i_Record) , i_Record
+  T_Owners<void
+#include "protocol/messages.def"
+           >::Tuple m_bodies;
+};
+
+class CAPIParser {
+ public:
+  // Decodes a received datagram of i_u32Len bytes; bytes that a body wants and that did not arrive
+  // read as 0, and what passes kMaxDatagram is ignored. *o_pMsgId is the id that was read, also on
+  // failure (0 when the header is incomplete). io_ptMsgSeq has the remote port set and takes the
+  // sequence number once the whole header is good. *o_ptMsgParams should be empty; it receives
+  // the body record, or m_pHeadError when the header is refused. All nine failures of CmdErr.
+  static CmdErr MsgParse(const UInt8* i_pBuf, UInt32 i_u32Len, T_MsgSeq* io_ptMsgSeq,
+                         UInt32* o_pMsgId, T_MsgParams* o_ptMsgParams);
+
+  // Decodes and checks the header. From 18 bytes on *o_pMsgHead is filled, whatever the result;
+  // below it is left alone. Every failure but kCmdBody.
+  static CmdErr MsgHeadParse(const UInt8* i_pBuf, UInt32 i_u32Len, T_MsgSeq* io_ptMsgSeq,
+                             T_MsgHeader* o_pMsgHead);
+
+  // kCmdSuccess, kCmdId or kCmdParamLen.
+  static CmdErr CheckMsgIdAndMsgLength(const T_MsgHeader& i_stMsgHead);
+
+  // Decodes the body of a datagram of which i_u32Readable bytes, header included, may be read.
+  // kCmdBody as DecodeBody says, or without memory; kCmdId. The record is then freed, except that
+  // MppBatchShow keeps its own. Ids 3 to 8 succeed without a record.
+  static CmdErr MsgBodyParse(const UInt8* i_pBuf, UInt32 i_u32Readable,
+                             const T_MsgHeader& i_stMsgHead, T_MsgParams* o_ptMsgParams);
+
+  // ParseMsgAck, ParseMsgOsdInit, ...: i_pBody has i_u32Readable bytes; results as DecodeBody.
+#define OSD_MESSAGE(i_id, i_Name, i_Record, ...)                             \
+  static CmdErr ParseMsg##i_Name(const UInt8* i_pBody, UInt32 i_u32Readable, \
+                                 const T_MsgHeader& i_stMsgHead, i_Record* o_p);
+#include "protocol/messages.def"
+
+  // Encodes the record of i_tMsgParams' id into o_pBuf (kMaxDatagram bytes), tells length, address
+  // and port (host order) of the datagram, and frees the record. Without an encoder or a record
+  // it leaves a WARN line and the outputs as they were. Always kCmdSuccess.
+  static CmdErr MsgPack(T_MsgParams* i_tMsgParams, UInt8* o_pBuf, UInt32* o_u32BufLen,
+                        UInt32* o_u32RemoteAddr, UInt16* o_u16RemotePort);
+
+  // One INFO line (for a batch one more per entry) that tells the message and the name of its
+  // peer; a WARN line for a message that has no format or no record.
+  static void PrintMsg(UInt32 i_u32MsgId, UInt16 i_u16RemotePort, const T_MsgParams* i_ptMsgParams);
+};
