@@ -1,0 +1,75 @@
+// The real bus with the real timer service and renderer behind it, neither thread started.
+#include "daemon/common/bus.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "daemon/modules.h"
+#include "tests/log_capture.h"
+
+namespace {
+
+T_ModuleMsg Message(UInt32 i_u32Type, UInt32 i_u32Dst, UInt32 i_u32No) {
+  return {.m_u32MsgType = i_u32Type,
+          .m_u32Src = 9,
+          .m_u32Dst = i_u32Dst,
+          .m_u32MsgNo = i_u32No,
+          .m_aPayload = {}};
+}
+
+using T_Lines = std::vector<std::string>;
+
+TEST(Bus, UnknownDestinationsAndTypesAreRefusedInWords) {
+  CLogCapture log;
+  EXPECT_EQ(SendSyncAndAsyncMsg(nullptr, 0), 0u);
+  EXPECT_TRUE(log.Take().empty());
+  T_ModuleMsg msg = Message(kAsyncMsg, 5, 0x10);
+  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+  EXPECT_EQ(log.Take(), (T_Lines{"ERROR async message, unknown module<5>",
+                                 "ERROR unhandle message, msgtype<1>,src<9>,dst<5>,msg no<0x10>"}));
+  msg = Message(kSyncMsg, 5, 0x10);
+  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+  EXPECT_EQ(log.Take(), (T_Lines{"ERROR sync message, unknown module<5>",
+                                 "ERROR unhandle message, msgtype<0>,src<9>,dst<5>,msg no<0x10>"}));
+  msg = Message(2, kModuleOsd, 0x10);
+  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+  EXPECT_EQ(log.Take(), T_Lines{"ERROR unhandle message, msgtype<2>,src<9>,dst<4>,msg no<0x10>"});
+}
+
+TEST(Bus, SynchronousMessagesReachTheirModulesOnTheCallersThread) {
+  CLogCapture log;
+  T_ModuleMsg msg = Message(kSyncMsg, kModuleOsd, 0x50D);
+  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
+  EXPECT_EQ(log.Take(),
+            (T_Lines{"INFO -Osd_hifb_msg<0x50d>", "ERROR unkown handle message <0x50d>"}));
+  msg = Message(kSyncMsg, kModuleTimer, kMsgTimerAdd);
+  msg.PutWord(2, 60000);
+  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
+  EXPECT_TRUE(log.Has("INFO add timer src:9, type:0, id:0"));
+}
+
+TEST(Bus, FullInboxesRefuseWithTheModulesOwnLine) {
+  CLogCapture log;
+  T_ModuleMsg msg = Message(kAsyncMsg, kModuleTimer, 0x10);
+  for (UInt32 i = 0; i < 57; ++i) ASSERT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
+  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+  EXPECT_TRUE(log.Has("ERROR CTimer pushmsg fail"));
+  msg.m_u32Dst = kModuleOsd;
+  for (UInt32 i = 0; i < 57; ++i) ASSERT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
+  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+  EXPECT_TRUE(log.Has("ERROR COsdHifb pushmsg fail"));
+}
+
+TEST(Bus, GivesUpWhenItsLockIsHeldForLong) {
+  CLogCapture log;
+  CMutexLocker locker(&g_objBusMutex);
+  std::thread([] {
+    const T_ModuleMsg msg = Message(kSyncMsg, kModuleTimer, kMsgTimerCancel);
+    EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+  }).join();
+  EXPECT_TRUE(
+      log.Has("ERROR SendSyncAndAsyncMsg get mutex fail, msgtype<0>,src<9>,dst<3>,msg no<0x401>"));
+}
+
+}  // namespace
