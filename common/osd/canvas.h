@@ -1,0 +1,46 @@
+// The surface that is drawn on. Pixels are ARGB8888 in native 32-bit words (alpha in bits 24 to
+// 31), rows follow one another without padding. A rectangle includes its left and top edge and
+// excludes its right and bottom edge; the functions below want it to lie within the canvas.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+
+#include "framework/types.h"
+
+struct T_Rect {
+  UInt32 m_u32X = 0;  // px
+  UInt32 m_u32Y = 0;
+  UInt32 m_u32W = 0;
+  UInt32 m_u32H = 0;
+
+  Bool IsEmpty() const { return m_u32W == 0 || m_u32H == 0; }
+};
+
+// Borrowed memory: whoever made it owns it.
+struct T_Canvas {
+  UInt32* m_pPixels = nullptr;
+  UInt32 m_u32W = 0;  // px; also the distance from row to row
+  UInt32 m_u32H = 0;
+
+  UInt32* Row(UInt32 i_u32Y) const { return m_pPixels + size_t{i_u32Y} * m_u32W; }
+  T_Rect Whole() const { return {0, 0, m_u32W, m_u32H}; }
+};
+
+// Makes every pixel of i_rect fully transparent.
+inline void ClearRect(const T_Canvas& i_canvas, const T_Rect& i_rect) {
+  for (UInt32 row = 0; row < i_rect.m_u32H; ++row)
+    std::memset(i_canvas.Row(i_rect.m_u32Y + row) + i_rect.m_u32X, 0,
+                size_t{i_rect.m_u32W} * sizeof(UInt32));
+}
+
+// The smallest rectangle that holds both; an empty one counts for nothing.
+inline T_Rect Union(const T_Rect& i_a, const T_Rect& i_b) {
+  if (i_a.IsEmpty()) return i_b;
+  if (i_b.IsEmpty()) return i_a;
+  const UInt32 left = std::min(i_a.m_u32X, i_b.m_u32X);
+  const UInt32 top = std::min(i_a.m_u32Y, i_b.m_u32Y);
+  const UInt32 right = std::max(i_a.m_u32X + i_a.m_u32W, i_b.m_u32X + i_b.m_u32W);
+  const UInt32 bottom = std::max(i_a.m_u32Y + i_a.m_u32H, i_b.m_u32Y + i_b.m_u32H);
+  return {left, top, right - left, bottom - top};
+}

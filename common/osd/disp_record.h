@@ -1,0 +1,58 @@
+// The display record: what the endpoint hands to the renderer by address, and what the renderer
+// keeps in its display list. Natural alignment, native byte order, 2336 bytes.
+#pragma once
+
+#include <cstddef>
+
+#include "framework/types.h"
+
+// m_u32Mask: which fields of an update are valid.
+enum : UInt32 {
+  kMaskPosition = 0x01,
+  kMaskFontSize = 0x02,
+  kMaskTextColour = 0x04,
+  kMaskBackground = 0x08,
+  kMaskText = 0x10,
+  kMaskForever = 0x20
+};
+
+struct T_DispRecord {
+  static constexpr UInt32 kMaxLines = 34;
+  static constexpr UInt32 kLineSize = 65;  // 64 characters and a NUL
+  static constexpr UInt32 kLineChars = 64;
+  static constexpr UInt32 kKindText = 0;
+  static constexpr UInt32 kKindIcon = 1;
+  static constexpr UInt16 kForever = 0xFFFF;
+  static constexpr UInt16 kTimedSeconds = 10;
+  static constexpr UInt16 kAllOutputs = 255;
+  static constexpr UInt32 kDefaultBackground = 0x3F616161;
+
+  UInt32 m_u32Source;    // sender's module number
+  UInt32 m_u32Mask;      // kMask...
+  UInt16 m_u16VoSeq;     // video output; kAllOutputs = every one
+  UInt32 m_u32Kind;      // kKindText or kKindIcon
+  UInt16 m_u16Seq;       // identity: high byte class, low byte number within the class
+  UInt16 m_u16Time;      // seconds left; kForever; 0 = expired
+  UInt8 m_u8Hide;        // 1 = not drawn now
+  UInt32 m_u32Id;        // identity of the commands that go by source and id
+  UInt32 m_u32Position;  // position code 0 to 8
+  UInt32 m_u32X;         // horizontal offset on a grid 16000 wide
+  UInt32 m_u32Y;         // vertical offset on a grid 9000 high
+  UInt32 m_u32W;         // pictures only
+  UInt32 m_u32H;         // pictures only
+  UInt16 m_u16Line;      // lines in use
+  char m_aText[kMaxLines][kLineSize];  // an icon's path is in the first
+  UInt8 m_aReserved[66];
+  UInt16 m_u16FontSize;    // px on a screen 3840 px wide; 0 = default size and colours
+  UInt32 m_u32TextColour;  // ARGB8888
+  UInt32 m_u32Background;  // ARGB8888
+
+  UInt32 Class() const { return m_u16Seq >> 8; }
+};
+static_assert(offsetof(T_DispRecord, m_u16VoSeq) == 8);
+static_assert(offsetof(T_DispRecord, m_u8Hide) == 20);
+static_assert(offsetof(T_DispRecord, m_u32Position) == 28);
+static_assert(offsetof(T_DispRecord, m_u16Line) == 48);
+static_assert(offsetof(T_DispRecord, m_aText) == 50);
+static_assert(offsetof(T_DispRecord, m_u16FontSize) == 2326);
+static_assert(sizeof(T_DispRecord) == 2336);

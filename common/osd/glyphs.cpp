@@ -1,0 +1,267 @@
+#include "common/osd/glyphs.h"
+
+#include <ft2build.h>
+#include FT_FREETYPE_H
+
+#include <cstdio>
+
+#include "platform/platform.h"
+
+namespace {
+
+constexpr const char* kFontFile = "/usr/share/fonts/monos.ttf";
+// A grey value from here on is foreground: cells have hard edges.
+constexpr UInt32 kThreshold = 128;
+constexpr UInt32 kGroup = 4;  // pixels that share a mask byte
+
+// These lines go to standard output, not to the log; at once, also when that is a file or a pipe.
+void Print(const char* i_pText) {
+  std::fputs(i_pText, stdout);
+  std::fflush(stdout);
+}
+
+UInt32 WholePixels(FT_Pos i_26Dot6) {
+  return static_cast<UInt32>(std::max<FT_Pos>(i_26Dot6 >> 6, 0));
+}
+
+// Sets the bits of the foreground pixels of one bitmap row that starts at cell column i_u32Left.
+void MaskRow(const UInt8* i_pGrey, UInt32 i_u32Count, UInt32 i_u32Left, UInt8* io_pMask) {
+  for (UInt32 column = 0; column < i_u32Count; ++column) {
+    if (i_pGrey[column] < kThreshold) continue;
+    const UInt32 u32X = i_u32Left + column;
+    io_pMask[u32X / kGroup] = static_cast<UInt8>(io_pMask[u32X / kGroup] | 1U << u32X % kGroup);
+  }
+}
+
+// Cells of one line that are painted in whole groups.
+struct T_Cells {
+  const UInt8* const* m_ppMask;
+  UInt32 m_u32Count;
+  UInt32 m_u32CellW;
+  UInt32 m_u32RowBytes;
+  const T_FourPixels* m_pPaint;
+};
+
+// One row of pixels through all cells. A group is one load and one store of 16 bytes, whatever its
+// bits are: no branch, and no arithmetic for each pixel. kRowBytes, unless 0, is m_u32RowBytes made
+// known to the compiler.
+template <UInt32 kRowBytes>
+void PaintGroups(const T_Cells& i_cells, size_t i_rowOffset, UInt32* o_pPixels) {
+  const T_Cells cells = i_cells;
+  const UInt32 u32RowBytes = kRowBytes != 0 ? kRowBytes : cells.m_u32RowBytes;
+  for (UInt32 cell = 0; cell < cells.m_u32Count; ++cell, o_pPixels += cells.m_u32CellW) {
+    const UInt8* const pMask = cells.m_ppMask[cell] + i_rowOffset;
+    for (size_t group = 0; group < u32RowBytes; ++group)
+      std::memcpy(o_pPixels + group * kGroup, &cells.m_pPaint[pMask[group]], sizeof(T_FourPixels));
+  }
+}
+
+using T_Painter = void (*)(const T_Cells&, size_t, UInt32*);
+// By row bytes; wider cells take the first.
+constexpr T_Painter kPainters[] = {PaintGroups<0>, PaintGroups<1>, PaintGroups<2>,
+                                   PaintGroups<3>, PaintGroups<4>, PaintGroups<5>,
+                                   PaintGroups<6>, PaintGroups<7>, PaintGroups<8>};
+
+void PaintPixels(const UInt8* i_pMask, UInt32 i_u32Pixels, const T_FourPixels* i_pPaint,
+                 UInt32* o_pPixels) {
+  for (UInt32 pixel = 0; pixel < i_u32Pixels; ++pixel)
+    o_pPixels[pixel] = i_pPaint[i_pMask[pixel / kGroup]].m_aPixel[pixel % kGroup];
+}
+
+}  // namespace
+
+// Masks hold one byte for four pixels, rows of whole bytes, unused bits 0.
+struct CGlyphs::T_FontSize {
+  UInt32 m_u32Size = 0;
+  SInt32 m_s32Ascender = 0;
+  T_Cell m_stCell{};
+  std::array<std::unique_ptr<UInt8[]>, 256> m_apMask;
+
+  UInt32 RowBytes() const { return (m_stCell.m_u32W + kGroup - 1) / kGroup; }
+  size_t MaskBytes() const { return size_t{RowBytes()} * m_stCell.m_u32H; }
+  std::unique_ptr<UInt8[]> MakeMask(const FT_GlyphSlotRec& i_glyph) const;
+};
+
+// What passes the cell's right edge or bottom is cut off; what lies left of or above the cell is
+// moved into it.
+std::unique_ptr<UInt8[]> CGlyphs::T_FontSize::MakeMask(const FT_GlyphSlotRec& i_glyph) const {
+  auto pMask = std::make_unique<UInt8[]>(MaskBytes());
+  const FT_Bitmap& bitmap = i_glyph.bitmap;
+  const UInt32 u32Left = static_cast<UInt32>(std::max(i_glyph.bitmap_left, 0));
+  const UInt32 u32Top = static_cast<UInt32>(std::max(m_s32Ascender - i_glyph.bitmap_top, 0));
+  const UInt32 u32Columns =
+      std::min(bitmap.width, m_stCell.m_u32W - std::min(u32Left, m_stCell.m_u32W));
+  const UInt32 u32Rows = std::min(bitmap.rows, m_stCell.m_u32H - std::min(u32Top, m_stCell.m_u32H));
+  for (UInt32 row = 0; row < u32Rows; ++row)
+    MaskRow(bitmap.buffer + static_cast<std::ptrdiff_t>(row) * bitmap.pitch, u32Columns, u32Left,
+            pMask.get() + size_t{u32Top + row} * RowBytes());
+  return pMask;
+}
+
+void CGlyphs::T_Closer::operator()(FT_LibraryRec_* i_pLibrary) const {
+  FT_Done_FreeType(i_pLibrary);
+}
+
+void CGlyphs::T_Closer::operator()(FT_FaceRec_* i_pFace) const { FT_Done_Face(i_pFace); }
+
+CGlyphs::CGlyphs() = default;
+
+CGlyphs::~CGlyphs() = default;
+
+void CGlyphs::Release() {
+  m_bSizeSet = false;
+  m_apSizes = {};
+  m_u32MaskBytes = 0;
+  m_stFont.m_pFace.reset();
+  m_stFont.m_pLibrary.reset();
+}
+
+// After a failure no font is open.
+Bool CGlyphs::OpenFont(UInt32 i_u32Size) {
+  m_stFont.m_pFace.reset();
+  m_stFont.m_pLibrary.reset();
+  T_Font font;
+  FT_Library pLibrary = nullptr;
+  if (FT_Init_FreeType(&pLibrary) != 0) {
+    Print("can not init free type library!");
+    return false;
+  }
+  font.m_pLibrary.reset(pLibrary);
+  FT_Face pFace = nullptr;
+  if (FT_New_Face(pLibrary, SystemPath(kFontFile).c_str(), 0, &pFace) != 0) {
+    Print("create new face falied!");
+    return false;
+  }
+  font.m_pFace.reset(pFace);
+  if (FT_Set_Pixel_Sizes(pFace, 0, i_u32Size) != 0) {
+    Print("set font size s32Err!");
+    return false;
+  }
+  font.m_u32Size = i_u32Size;
+  m_stFont = std::move(font);
+  return true;
+}
+
+// Into the first entry, in place of what was used longest ago.
+Bool CGlyphs::LoadSize(UInt32 i_u32Size) {
+  if (!OpenFont(i_u32Size)) return false;
+  std::rotate(m_apSizes.begin(), m_apSizes.end() - 1, m_apSizes.end());
+  if (m_apSizes[0] != nullptr)
+    for (const auto& pMask : m_apSizes[0]->m_apMask)
+      if (pMask != nullptr) m_u32MaskBytes -= m_apSizes[0]->MaskBytes();
+  m_apSizes[0] = std::make_unique<T_FontSize>();
+  T_FontSize& size = *m_apSizes[0];
+  const FT_Size_Metrics& metrics = m_stFont.m_pFace->size->metrics;
+  const FT_Pos s64Descender = metrics.descender >> 6;
+  size.m_u32Size = i_u32Size;
+  size.m_s32Ascender = static_cast<SInt32>(metrics.ascender >> 6);
+  size.m_stCell.m_u32W = WholePixels(metrics.max_advance);
+  size.m_stCell.m_u32H =
+      static_cast<UInt32>(std::max<FT_Pos>(size.m_s32Ascender - s64Descender, 0));
+  return true;
+}
+
+void CGlyphs::SetColours(UInt32 i_u32Foreground, UInt32 i_u32Background) {
+  m_u32Foreground = i_u32Foreground;
+  m_u32Background = i_u32Background;
+  for (UInt32 bits = 0; bits < m_aPaint.size(); ++bits)
+    for (UInt32 pixel = 0; pixel < kGroup; ++pixel)
+      m_aPaint[bits].m_aPixel[pixel] = bits >> pixel & 1 ? i_u32Foreground : i_u32Background;
+}
+
+Bool CGlyphs::SetFont(UInt32 i_u32Size, UInt32 i_u32Foreground, UInt32 i_u32Background) {
+  if (i_u32Foreground != m_u32Foreground || i_u32Background != m_u32Background)
+    SetColours(i_u32Foreground, i_u32Background);
+  const auto known = std::find_if(m_apSizes.begin(), m_apSizes.end(), [&](const auto& i_pSize) {
+    return i_pSize != nullptr && i_pSize->m_u32Size == i_u32Size;
+  });
+  if (known != m_apSizes.end())
+    std::rotate(m_apSizes.begin(), known, known + 1);
+  else if (!LoadSize(i_u32Size))
+    Release();
+  m_bSizeSet = m_apSizes[0] != nullptr;
+  return m_bSizeSet;
+}
+
+T_Cell CGlyphs::Cell() const { return m_bSizeSet ? m_apSizes[0]->m_stCell : T_Cell{}; }
+
+// Between strings only: a string's masks must stay until it is drawn.
+void CGlyphs::TrimMasks() {
+  if (m_u32MaskBytes <= kMaskBytesKept) return;
+  for (const auto& pSize : m_apSizes)
+    if (pSize != nullptr) pSize->m_apMask = {};
+  m_u32MaskBytes = 0;
+}
+
+CGlyphs::ECell CGlyphs::FindCell(UInt8 i_u8Char, const UInt8** o_ppMask) {
+  *o_ppMask = m_apSizes[0]->m_apMask[i_u8Char].get();
+  return *o_ppMask != nullptr ? kCellReady : RenderCell(i_u8Char, o_ppMask);
+}
+
+CGlyphs::ECell CGlyphs::RenderCell(UInt8 i_u8Char, const UInt8** o_ppMask) {
+  T_FontSize& size = *m_apSizes[0];
+  // A size that was kept finds the font open at another size.
+  const Bool bOpen = m_stFont.m_pFace != nullptr && m_stFont.m_u32Size == size.m_u32Size;
+  if (!bOpen && !OpenFont(size.m_u32Size)) return kCellFailed;
+  FT_Face const pFace = m_stFont.m_pFace.get();
+  if (FT_Load_Glyph(pFace, FT_Get_Char_Index(pFace, i_u8Char), FT_LOAD_DEFAULT) != 0) {
+    Print("load char error!");
+    return kCellFailed;
+  }
+  if (FT_Render_Glyph(pFace->glyph, FT_RENDER_MODE_NORMAL) != 0) {
+    Print("render char failed!");
+    return kCellFailed;
+  }
+  if (pFace->glyph->bitmap.pixel_mode != FT_PIXEL_MODE_GRAY) {
+    std::printf("got wrong picel mode, not match, it is 0x%x\n", pFace->glyph->bitmap.pixel_mode);
+    return kCellUntouched;
+  }
+  size.m_apMask[i_u8Char] = size.MakeMask(*pFace->glyph);
+  m_u32MaskBytes += size.MaskBytes();
+  *o_ppMask = size.m_apMask[i_u8Char].get();
+  return kCellReady;
+}
+
+Bool CGlyphs::DrawString(const char* i_pText, const T_Canvas& i_canvas, UInt32 i_u32Top,
+                         UInt32 i_u32Left) {
+  if (!m_bSizeSet) return *i_pText == '\0';
+  TrimMasks();
+  const UInt32 u32CellW = m_apSizes[0]->m_stCell.m_u32W;
+  T_Run run;
+  run.m_u32Left = i_u32Left;
+  ECell eCell = kCellReady;
+  for (; *i_pText != '\0' && eCell != kCellFailed; ++i_pText) {
+    eCell = FindCell(static_cast<UInt8>(*i_pText), &run.m_apMask[run.m_u32Count]);
+    if (eCell == kCellReady && ++run.m_u32Count < T_Run::kMaxCells) continue;
+    DrawRun(run, i_canvas, i_u32Top);
+    run.m_u32Left += u32CellW * (run.m_u32Count + (eCell == kCellUntouched ? 1 : 0));
+    run.m_u32Count = 0;
+  }
+  DrawRun(run, i_canvas, i_u32Top);
+  // The font itself is gone; what is left of it would only draw half of every text.
+  if (m_stFont.m_pFace == nullptr) Release();
+  return eCell != kCellFailed;
+}
+
+// Row by row over all cells, so that the canvas is written in the order of its addresses.
+void CGlyphs::DrawRun(const T_Run& i_run, const T_Canvas& i_canvas, UInt32 i_u32Top) const {
+  const T_FontSize& size = *m_apSizes[0];
+  const UInt32 u32CellW = size.m_stCell.m_u32W;
+  if (i_run.m_u32Left >= i_canvas.m_u32W || i_u32Top >= i_canvas.m_u32H || u32CellW == 0) return;
+  const UInt32 u32Rows = std::min(size.m_stCell.m_u32H, i_canvas.m_u32H - i_u32Top);
+  const UInt32 u32Width = std::min(u32CellW * i_run.m_u32Count, i_canvas.m_u32W - i_run.m_u32Left);
+  const UInt32 u32RowBytes = size.RowBytes();
+  // Whole groups may run over into the next cell, which is written later, but not beyond the run.
+  const UInt32 u32Span = u32RowBytes * kGroup;
+  const UInt32 u32Whole = u32Width < u32Span ? 0 : (u32Width - u32Span) / u32CellW + 1;
+  const T_Cells cells{i_run.m_apMask, u32Whole, u32CellW, u32RowBytes, m_aPaint.data()};
+  const T_Painter pPaint = kPainters[u32RowBytes < std::size(kPainters) ? u32RowBytes : 0];
+  for (UInt32 row = 0; row < u32Rows; ++row) {
+    UInt32* const pPixels = i_canvas.Row(i_u32Top + row) + i_run.m_u32Left;
+    const size_t offset = size_t{row} * u32RowBytes;
+    pPaint(cells, offset, pPixels);
+    for (UInt32 cell = u32Whole; cell * u32CellW < u32Width; ++cell)
+      PaintPixels(i_run.m_apMask[cell] + offset, std::min(u32CellW, u32Width - cell * u32CellW),
+                  m_aPaint.data(), pPixels + size_t{cell} * u32CellW);
+  }
+}
