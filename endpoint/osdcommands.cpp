@@ -1,0 +1,230 @@
+#include "endpoint/osdcommands.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+#include "common/osd/commands.h"
+#include "common/osd/disp_record.h"
+#include "daemon/common/bus.h"
+#include "framework/log.h"
+#include "platform/platform.h"
+#include "protocol/peers.h"
+
+namespace {
+
+constexpr UInt16 kEverything = 0xFFFF;
+constexpr UInt32 kImageClass = 2;
+constexpr UInt32 kLoopback = 0x7F000001;
+constexpr UInt16 kMppPort = 9637;
+constexpr const char* kResolutionFile = "/tmpfile/resolution.cfg";
+
+T_ModuleMsg MakeCommand(UInt32 i_u32MsgNo, UInt32 i_u32Src = kModuleEndpoint) {
+  T_ModuleMsg command{};
+  command.m_u32MsgType = kAsyncMsg;
+  command.m_u32Src = i_u32Src;
+  command.m_u32Dst = kModuleOsd;
+  command.m_u32MsgNo = i_u32MsgNo;
+  return command;
+}
+
+void Send(const T_ModuleMsg& i_command) { SendSyncAndAsyncMsg(&i_command, 0); }
+
+// The record is the renderer's from the moment the bus has accepted it.
+void SendRecord(UInt32 i_u32MsgNo, std::unique_ptr<T_DispRecord> i_pRecord) {
+  T_ModuleMsg command = MakeCommand(i_u32MsgNo);
+  command.PutBlock(i_pRecord.get());
+  if (SendSyncAndAsyncMsg(&command, 0) != 0) static_cast<void>(i_pRecord.release());
+}
+
+// Outputs are numbered in 8 bits, though requests carry 16.
+UInt16 OutputOf(UInt16 i_u16VoutSeq) { return i_u16VoutSeq & 0xFF; }
+
+// Image hides keep the 16 bits of the output; text commands come with the low 8.
+void SendOutputAndSeq(UInt32 i_u32MsgNo, UInt32 i_u32Src, UInt16 i_u16Output, UInt16 i_u16Seq) {
+  T_ModuleMsg command = MakeCommand(i_u32MsgNo, i_u32Src);
+  command.Put<UInt16>(0, i_u16Output);
+  command.Put<UInt16>(2, i_u16Seq);
+  Send(command);
+}
+
+template <class T>
+void SendScreen(UInt32 i_u32MsgNo, const T& i_request) {
+  T_ModuleMsg command = MakeCommand(i_u32MsgNo);
+  command.Put<SInt32>(0, i_request.m_s32VoDev);
+  command.Put<SInt32>(4, i_request.m_s32VideoLayer);
+  command.Put<SInt32>(8, i_request.m_s32X);
+  command.Put<SInt32>(12, i_request.m_s32Y);
+  command.PutWord(4, i_request.m_u32W);
+  command.PutWord(5, i_request.m_u32H);
+  Send(command);
+}
+
+void CopyText(const T_MsgOsdStringShow& i_request, T_DispRecord* o_pRecord) {
+  const size_t length = std::min<size_t>(i_request.m_u16StrLen, T_DispRecord::kLineChars);
+  char* const pLine = o_pRecord->m_aText[0];
+  if (length > 0) std::memcpy(pLine, i_request.m_pStr.get(), length);
+  std::replace(pLine, pLine + length, '\0', ' ');
+  o_pRecord->m_u16Line = 1;
+}
+
+// The number after the first "=" of a line that begins with i_pName; a line without one is 0.
+void ReadSetting(const char* i_pLine, const char* i_pName, UInt32* io_pu32Value) {
+  if (std::strncmp(i_pLine, i_pName, std::strlen(i_pName)) != 0) return;
+  const char* const pEqual = std::strchr(i_pLine, '=');
+  const long long number = pEqual == nullptr ? 0 : std::strtoll(pEqual + 1, nullptr, 10);
+  *io_pu32Value =
+      static_cast<UInt32>(std::clamp<long long>(number, 0, std::numeric_limits<UInt32>::max()));
+}
+
+void InitFromResolutionFile() {
+  using T_File = std::unique_ptr<FILE, int (*)(FILE*)>;
+  const T_File file(std::fopen(SystemPath(kResolutionFile).c_str(), "re"), &std::fclose);
+  if (file == nullptr) {
+    LOG_ERROR("can not open resolution.cfg: <%s>!!!", std::strerror(errno));
+    return;
+  }
+  UInt32 u32Width = 0;
+  UInt32 u32Height = 0;
+  char szLine[20];
+  while (std::fgets(szLine, sizeof(szLine), file.get()) != nullptr) {
+    ReadSetting(szLine, "width", &u32Width);
+    ReadSetting(szLine, "height", &u32Height);
+  }
+  LOG_INFO("get resolution.cfg [%u x %u]", u32Width, u32Height);
+  T_ModuleMsg command = MakeCommand(kOsdInit);
+  command.PutWord(4, u32Width);
+  command.PutWord(5, u32Height);
+  Send(command);
+}
+
+void ForwardHide(const T_MsgOsdElemHide& i_request, UInt16 i_u16VoutSeq, COutgoing& io_outgoing) {
+  auto pForward = std::make_unique<T_MsgOsdElemHide>(i_request);
+  pForward->m_u32RemoteAddr = kLoopback;
+  pForward->m_u16RemotePort = kMppPort;
+  pForward->m_u16VoutSeq = i_u16VoutSeq;
+  io_outgoing.Queue(std::move(pForward));
+}
+
+}  // namespace
+
+void ProcessMsgOsdInit(const T_MsgOsdScreenInfo& i_request) { SendScreen(kOsdInit, i_request); }
+
+void ProcessMsgOsdDeInit(const T_MsgOsdDeinit& i_request) { SendScreen(kOsdDeInit, i_request); }
+
+void ProcessMsgOsdStringShow(const T_MsgOsdStringShow& i_request) {
+  auto pRecord = std::make_unique<T_DispRecord>();
+  const UInt32 u32Flag = i_request.m_u32Flag;
+  pRecord->m_u32Source = kModuleEndpoint;
+  pRecord->m_u32Mask = u32Flag;
+  pRecord->m_u16VoSeq = OutputOf(i_request.m_u16VoutSeq);
+  pRecord->m_u16Seq = i_request.m_u16OsdSeq;
+  if (u32Flag & kMaskPosition) {
+    pRecord->m_u32Position = i_request.m_u8Align;
+    pRecord->m_u32X = i_request.m_u16X;
+    pRecord->m_u32Y = i_request.m_u16Y;
+  }
+  if (u32Flag & kMaskFontSize) pRecord->m_u16FontSize = i_request.m_u8FontSize;
+  if (u32Flag & kMaskTextColour) pRecord->m_u32TextColour = i_request.m_u32TextColour;
+  if (u32Flag & kMaskBackground)
+    pRecord->m_u32Background = i_request.m_u32Background != 0 ? i_request.m_u32Background
+                                                              : T_DispRecord::kDefaultBackground;
+  if (u32Flag & kMaskText) CopyText(i_request, pRecord.get());
+  pRecord->m_u16Time =
+      u32Flag & kMaskForever ? T_DispRecord::kForever : T_DispRecord::kTimedSeconds;
+  SendRecord(kOsdTextShow, std::move(pRecord));
+}
+
+void ProcessMsgOsdDispImage(const T_MsgOsdDispImage& i_request) {
+  auto pRecord = std::make_unique<T_DispRecord>();
+  pRecord->m_u32Source = kModuleEndpoint;
+  pRecord->m_u32Kind = T_DispRecord::kKindIcon;
+  pRecord->m_u16VoSeq = OutputOf(i_request.m_u16VoutSeq);
+  pRecord->m_u16Seq = i_request.m_u16OsdSeq;
+  pRecord->m_u32X = i_request.m_u16X;
+  pRecord->m_u32Y = i_request.m_u16Y;
+  pRecord->m_u32W = i_request.m_u16Width;
+  pRecord->m_u32H = i_request.m_u16Height;
+  // A path may run on over the lines' borders; the last byte of the area stays its terminator.
+  char* const pPath = pRecord->m_aText[0];
+  const size_t length = std::min<size_t>(i_request.m_u32StrLen, sizeof(pRecord->m_aText) - 1);
+  if (length > 0) std::memcpy(pPath, i_request.m_pPath.get(), length);
+  pRecord->m_u16Line = 1;
+  pRecord->m_u16Time = T_DispRecord::kForever;
+  LOG_INFO("osd icon: vosseq<%#x> seq<%#x>, rect<%d,%d>, path<%s>,hide<%u>", pRecord->m_u16VoSeq,
+           pRecord->m_u16Seq, pRecord->m_u32X, pRecord->m_u32Y, pPath, pRecord->m_u8Hide);
+  SendRecord(kOsdIconShow, std::move(pRecord));
+}
+
+void ProcessMsgOsdCancelImage(const T_MsgOsdCancelImage& i_request) {
+  LOG_INFO("osd image hide: vosseq<%#x> seq<%#x>", i_request.m_u16VoutSeq, i_request.m_u16OsdSeq);
+  SendOutputAndSeq(kOsdIconHide, kModuleEndpoint, i_request.m_u16VoutSeq, i_request.m_u16OsdSeq);
+}
+
+// Hide and delete name module 1 as their source, unlike all other requests; kept on purpose.
+void ProcessMsgOsdElemHide(const T_MsgOsdElemHide& i_request, COutgoing& io_outgoing) {
+  const UInt16 u16Seq = i_request.m_u16OsdSeq;
+  const UInt16 u16Output = OutputOf(i_request.m_u16VoutSeq);
+  const UInt32 u32Class = u16Seq >> 8;
+  if (u16Seq != kEverything && u32Class > 4) {
+    LOG_ERROR("ProcessMsgOsdElemHide: Unknown osd type<%#x>", u32Class);
+    return;
+  }
+  SendOutputAndSeq(kOsdTextCancel, kModuleMainCtl, u16Output, u16Seq);
+  if (u16Seq == kEverything) ForwardHide(i_request, i_request.m_u16VoutSeq, io_outgoing);
+  if (u32Class == kImageClass) ForwardHide(i_request, u16Output, io_outgoing);
+}
+
+void ProcessMsgOsdElemDel(const T_MsgOsdElemDel& i_request) {
+  const UInt16 u16Seq = i_request.m_u16OsdSeq;
+  const UInt32 u32Class = u16Seq >> 8;
+  if (u16Seq != kEverything && u32Class > 5) {
+    LOG_ERROR("ProcessMsgOsdElemDel: Unknown osd type<%#x>", u32Class);
+    return;
+  }
+  if (u32Class != kImageClass) {
+    T_ModuleMsg command = MakeCommand(kOsdDelete, kModuleMainCtl);
+    command.Put<UInt16>(0, u16Seq);
+    Send(command);
+  }
+  if (u16Seq == kEverything || u32Class == kImageClass) LOG_WARN("delete image, not implement!");
+}
+
+void ProcessMsgOsdGuideShow(const T_MsgOsdGuideShow& i_request) {
+  T_ModuleMsg command = MakeCommand(kOsdPicture);
+  const T_MsgHeader& header = i_request.m_stHeader;
+  command.PutWord(0, i_request.m_u32RemoteAddr);
+  command.PutWord(1, i_request.m_u16RemotePort);
+  command.PutWord(2, header.m_u32Magic);
+  command.Put<UInt8>(12, header.m_u8Version);
+  std::memcpy(command.m_aPayload + 13, header.m_aType, sizeof(header.m_aType));
+  command.PutWord(4, header.m_u32Seq);
+  command.PutWord(5, header.m_u32Id);
+  command.PutWord(6, header.m_u16ParamLen);
+  command.Put<UInt16>(kPictureOutSeqWord * 4, i_request.m_u16OsdOut);
+  command.Put<UInt16>(kPictureOutSeqWord * 4 + 2, i_request.m_u16OsdSeq);
+  command.PutWord(kPicturePathLenWord, i_request.m_u32PathLen);
+  std::unique_ptr<char[]> pPath;
+  if (i_request.m_u32PathLen != 0) {
+    pPath = std::make_unique<char[]>(size_t{i_request.m_u32PathLen} + 1);
+    std::memcpy(pPath.get(), i_request.m_pPath.get(), i_request.m_u32PathLen);
+  }
+  command.Put<char*>(kPicturePathOffset, pPath.get());
+  if (SendSyncAndAsyncMsg(&command, 0) != 0) static_cast<void>(pPath.release());
+}
+
+void ProcessMsgOsdTouchCalibration(const T_MsgOsdTouchCalibration& i_request) {
+  if (i_request.m_u8CalibrationMode == 0) InitFromResolutionFile();
+  if (i_request.m_u8CalibrationMode == 1) Send(MakeCommand(kOsdDeInit));
+}
+
+void HideOsdGuide(UInt32 i_u32Guide) {
+  if (i_u32Guide == 0xff)
+    Send(MakeCommand(kOsdIconHide));
+  else
+    LOG_ERROR("HideOsdGuide: shouldn't be here");
+}

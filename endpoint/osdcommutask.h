@@ -1,0 +1,72 @@
+// The daemon's control endpoint: a task that owns the UDP control socket, validates and traces each
+// datagram, answers protocol errors, acknowledges OSD requests and hands them to osdcommands. Made
+// by main and started with kStartEvent; the framework deletes it after kKillEvent.
+#pragma once
+
+#include <string>
+
+#include "endpoint/outgoing.h"
+#include "framework/mutex.h"
+#include "framework/task.h"
+#include "framework/timeouttask.h"
+#include "framework/udpsocket.h"
+#include "protocol/apiparser.h"
+
+class COsdCommuTask : public CTask {
+ public:
+  // Opens nothing yet. i_pLocalAddr is dotted text, i_u16LocalPort in host order.
+  COsdCommuTask(const char* i_pLocalAddr, UInt16 i_u16LocalPort);
+
+  // The task body; never blocks. -1 when the task is to be deleted, else 0.
+  SInt64 Run() override;
+
+  // Handles a message that was parsed from i_u32RemoteAddr:i_u16RemotePort (host order): the nine
+  // OSD requests are acknowledged, carried out and freed, replies are logged, the rest is left
+  // alone. Task thread only.
+  void ProcessOsdMsg(UInt32 i_u32MsgId, UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort,
+                     T_MsgParams* io_ptMsgParams);
+
+  // The sequence number last recorded for the peer on i_u16RemotePort; 0, with a WARN line, for a
+  // port that is not looked up here. Task thread only.
+  UInt32 GetMsgPrevSeq(UInt16 i_u16RemotePort) const;
+
+  // Packs the record of io_ptMsgParams, its header (numbered with Outgoing().NextSeq()) and
+  // destination filled, consumes it and sends it at once from the notification socket. The errno
+  // of sending; EINVAL for null or for params without a record. Any thread, once started.
+  OS_Error SendNotifyMsg(T_MsgParams* io_ptMsgParams);
+
+  COutgoing& Outgoing() { return m_objOutgoing; }
+
+ private:
+  enum SocketState : UInt32 {
+    SOCKET_STATE_INIT = 0,
+    SOCKET_STATE_OPEN = 1,
+    SOCKET_STATE_BOUND = 3,
+    SOCKET_STATE_CLOSED = 4
+  };
+  struct T_Request;
+  static const T_Request s_aRequests[];
+
+  template <class T, auto t_pCommand>
+  void ProcessRequest(UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort, T_MsgParams* io_ptMsgParams);
+
+  void ProcessStartEvent();
+  void InitSendSocket();
+  void Bind();
+  void ProcessReadEvent();
+  void ProcessDatagram(const UInt8* i_pBuf, UInt32 i_u32Len, UInt32 i_u32RemoteAddr,
+                       UInt16 i_u16RemotePort);
+  void ProcessWriteEvent();
+
+  CUDPSocket m_udpSocket;
+  CTimeoutTask m_objTimeoutTask;  // drives bind retries
+  const std::string m_strLocalAddr;
+  const UInt16 m_u16LocalPort;
+  SocketState m_eSocketState = SOCKET_STATE_INIT;
+  CUDPSocket m_udpSendSocket;  // for notifications; belongs to no task
+  COutgoing m_objOutgoing;
+  T_MsgSeq m_tMsgSeq;
+  UInt16 m_u16LastRemotePort = 0;
+  CMutex m_objNotifyLock;  // guards m_udpSendSocket: one notification is packed and sent at a time
+  OS_Error m_s32BindError = OS_NoErr;  // told already; retries that fail alike are silent
+};

@@ -1,0 +1,43 @@
+// The datagrams that wait to be sent: any thread queues, the endpoint's task alone takes. Owns the
+// records until they are packed. One sequence counter numbers all that the endpoint sends.
+#pragma once
+
+#include <deque>
+
+#include "framework/mutex.h"
+#include "framework/task.h"
+#include "protocol/apiparser.h"
+
+class COutgoing {
+ public:
+  // i_pTask is signalled with kWriteEvent for every record queued; it outlives this object.
+  explicit COutgoing(CTask* i_pTask) : m_pTask(i_pTask) {}
+
+  // Queues a record of the kind T whose destination, header type, id and fields are filled; magic,
+  // version, sequence number and body length are filled here.
+  template <class T>
+  void Queue(std::unique_ptr<T> i_pBody) {
+    FillHeader(&i_pBody->m_stHeader, BodySize(*i_pBody));
+    T_MsgParams params;
+    params.m_eMsgId = static_cast<MsgId>(i_pBody->m_stHeader.m_u32Id);
+    params.Body<T>() = std::move(i_pBody);
+    Append(std::move(params));
+  }
+
+  // Takes the oldest record; false when there is none.
+  Bool Take(T_MsgParams* o_pParams);
+  Bool IsEmpty();
+
+  // The next number of the counter, which starts at 0.
+  UInt32 NextSeq();
+
+ private:
+  void FillHeader(T_MsgHeader* io_pHeader, UInt16 i_u16ParamLen);
+  void Append(T_MsgParams&& i_params);
+
+  CTask* const m_pTask;
+  CMutex m_objLock;
+  // Guarded by m_objLock.
+  std::deque<T_MsgParams> m_objMsgQueue;
+  UInt32 m_u32Seq = 0;
+};

@@ -1,0 +1,325 @@
+// From a parsed request to the renderer command that it becomes: this program is the bus.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "common/osd/commands.h"
+#include "common/osd/disp_record.h"
+#include "daemon/common/bus.h"
+#include "endpoint/osdcommands.h"
+#include "endpoint/osdcommutask.h"
+#include "endpoint/timeoutlist.h"
+#include "framework/eventcontext.h"
+#include "framework/taskpool.h"
+#include "platform/platform.h"
+#include "tests/log_capture.h"
+
+namespace {
+
+std::vector<T_ModuleMsg> g_commands;
+UInt32 g_u32BusResult = 1;
+
+}  // namespace
+
+UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
+  g_commands.push_back(*i_pMsg);
+  return g_u32BusResult;
+}
+
+namespace {
+
+constexpr UInt32 kLoopback = 0x7F000001;
+
+void StartFrameworkOnce() {
+  static const Bool s_bStarted = [] {
+    CThread::Initialize(0x180000);
+    CTaskThreadPool::AddThreads(2);
+    CTimeoutTask::Initialize(100);
+    select_startevents();
+    g_pEventThread = new CEventThread;
+    g_pEventThread->Start();
+    CIdleTask::Initialize();
+    return true;
+  }();
+  ASSERT_TRUE(s_bStarted);
+}
+
+class Commands : public testing::Test {
+ protected:
+  void SetUp() override {
+    StartFrameworkOnce();
+    g_commands.clear();
+    g_u32BusResult = 1;
+    m_pTask = new COsdCommuTask("127.0.0.1", 0);  // never started: it only holds what it would send
+  }
+  void TearDown() override { m_pTask->Signal(CTask::kKillEvent); }
+
+  // Gives i_body to the task as if a peer at port 9635 had sent it.
+  template <class T>
+  void Request(UInt32 i_u32Id, T i_body) {
+    T_MsgParams params;
+    i_body.m_stHeader = {kMsgMagic, 0, {'C', 'M', 'D'}, 77, i_u32Id, BodySize(i_body)};
+    params.Body<T>() = std::make_unique<T>(std::move(i_body));
+    m_pTask->ProcessOsdMsg(i_u32Id, kLoopback, 9635, &params);
+    EXPECT_EQ(params.Body<T>(), nullptr) << "the body outlived its request";
+  }
+  // The next reply or forward, packed; checks that it goes to i_u16Port.
+  std::vector<UInt8> Sent(UInt16 i_u16Port) {
+    T_MsgParams params;
+    if (!m_pTask->Outgoing().Take(&params)) return {};
+    std::vector<UInt8> datagram(kMaxDatagram);
+    UInt32 u32Len = 0, u32Addr = 0;
+    UInt16 u16Port = 0;
+    CAPIParser::MsgPack(&params, datagram.data(), &u32Len, &u32Addr, &u16Port);
+    EXPECT_EQ(u32Addr, kLoopback);
+    EXPECT_EQ(u16Port, i_u16Port);
+    datagram.resize(u32Len);
+    return datagram;
+  }
+  COsdCommuTask* m_pTask = nullptr;
+  CLogCapture m_log;
+};
+
+std::unique_ptr<char[]> Bytes(std::string_view i_text) {
+  auto pBytes = std::make_unique<char[]>(i_text.size());
+  i_text.copy(pBytes.get(), i_text.size());
+  return pBytes;
+}
+
+TEST_F(Commands, TextBecomesARecordThatIsTheRenderersUnlessRefused) {
+  T_MsgOsdStringShow request;
+  request.m_u16VoutSeq = 0x0102;
+  request.m_u16OsdSeq = 0x0305;
+  request.m_u32Flag = 0x8000001F;
+  request.m_u8Align = 7;
+  request.m_u16X = 11;
+  request.m_u16Y = 12;
+  request.m_u8FontSize = 64;
+  request.m_u32TextColour = 0xFFAABBCC;
+  const std::string text = std::string("a\0b", 3) + std::string(70, 'x') + '\0';
+  request.m_u16StrLen = static_cast<UInt16>(text.size());
+  request.m_pStr = Bytes(text);
+  Request(kMsgOsdStringShow, std::move(request));
+  ASSERT_EQ(g_commands.size(), 1u);
+  EXPECT_EQ(g_commands[0].m_u32MsgType, kAsyncMsg);
+  EXPECT_EQ(g_commands[0].m_u32Src, 9u);
+  EXPECT_EQ(g_commands[0].m_u32Dst, 4u);
+  EXPECT_EQ(g_commands[0].m_u32MsgNo, 0x503u);
+  const std::unique_ptr<T_DispRecord> pRecord(g_commands[0].Block<T_DispRecord>());
+  EXPECT_EQ(pRecord->m_u32Source, 9u);
+  EXPECT_EQ(pRecord->m_u32Mask, 0x8000001Fu);
+  EXPECT_EQ(pRecord->m_u16VoSeq, 2);
+  EXPECT_EQ(pRecord->m_u16Seq, 0x0305);
+  EXPECT_EQ(pRecord->m_u16Time, 10);
+  EXPECT_EQ(pRecord->m_u32Position, 7u);
+  EXPECT_EQ(pRecord->m_u32X, 11u);
+  EXPECT_EQ(pRecord->m_u32Y, 12u);
+  EXPECT_EQ(pRecord->m_u16FontSize, 64);
+  EXPECT_EQ(pRecord->m_u32TextColour, 0xFFAABBCCu);
+  EXPECT_EQ(pRecord->m_u32Background, 0x3F616161u) << "0 stands for the default";
+  EXPECT_EQ(pRecord->m_u16Line, 1);
+  EXPECT_EQ(std::string(pRecord->m_aText[0], 65), "a b" + std::string(61, 'x') + '\0');
+
+  request = {};
+  request.m_u32Flag = 0x20;
+  request.m_u16X = 99;
+  g_u32BusResult = 0;  // the record must then be freed by the sender: leak checkers watch
+  Request(kMsgOsdStringShow, std::move(request));
+  EXPECT_EQ(g_commands.size(), 2u);
+}
+
+TEST_F(Commands, AcknowledgementLeavesBeforeTheForwardOfAHide) {
+  T_MsgOsdElemHide hide;
+  hide.m_u16VoutSeq = 0x0102;
+  for (const UInt16 u16Seq :
+       std::initializer_list<UInt16>{0x0005, 0x0105, 0x0305, 0x0405, 0x0205, 0xFFFF, 0x0505}) {
+    hide.m_u16OsdSeq = u16Seq;
+    Request(kMsgOsdElemHide, hide);
+    const Bool bForwarded = u16Seq == 0x0205 || u16Seq == 0xFFFF;
+    const auto ack = Sent(9635);
+    ASSERT_EQ(ack.size(), 26u);
+    EXPECT_EQ(ack[12], 0) << "the first datagram is the ACK";
+    EXPECT_EQ(ack[18], 77);
+    const auto forward = Sent(9637);
+    ASSERT_EQ(forward.size(), bForwarded ? 22u : 0u) << u16Seq;
+    if (!bForwarded) continue;
+    EXPECT_EQ(forward[8], ack[8] + 1) << "one counter numbers all";
+    EXPECT_EQ(forward[16], 4);
+    EXPECT_EQ(forward[19], u16Seq == 0xFFFF ? 1 : 0) << "high byte of the output";
+  }
+  ASSERT_EQ(g_commands.size(), 6u) << "class 5 cannot be hidden";
+  EXPECT_EQ(g_commands[0].m_u32Src, 1u);
+  EXPECT_EQ(g_commands[1].m_u32MsgNo, 0x504u);
+  EXPECT_EQ(g_commands[1].Word(0), 0x01050002u);
+  EXPECT_TRUE(m_log.Has("ERROR ProcessMsgOsdElemHide: Unknown osd type<0x5>"));
+}
+
+TEST_F(Commands, DeletesReachTheRendererButForImages) {
+  T_MsgOsdElemDel request;
+  for (const UInt16 u16Seq : std::initializer_list<UInt16>{0x0005, 0x0105, 0x0305, 0x0405, 0x0505,
+                                                           0xFFFF, 0x0205, 0x0605}) {
+    request.m_u16OsdSeq = u16Seq;
+    Request(kMsgOsdElemDel, request);
+  }
+  ASSERT_EQ(g_commands.size(), 6u);
+  EXPECT_EQ(g_commands[5].m_u32MsgNo, 0x50Au);
+  EXPECT_EQ(g_commands[5].m_u32Src, 1u);
+  EXPECT_EQ(g_commands[5].Get<UInt16>(0), 0xFFFF);
+  EXPECT_EQ(m_log.Count("WARN delete image, not implement!"), 2);
+  EXPECT_TRUE(m_log.Has("ERROR ProcessMsgOsdElemDel: Unknown osd type<0x6>"));
+}
+
+TEST_F(Commands, PicturesTravelWithTheirPaths) {
+  T_MsgOsdDispImage icon;
+  icon.m_u16VoutSeq = 3;
+  icon.m_u16OsdSeq = 0x0201;
+  icon.m_u32StrLen = 4000;  // longer than the record's whole text area
+  icon.m_pPath = Bytes(std::string(4000, 'p'));
+  icon.m_u16Height = 44;
+  Request(kMsgOsdDispImage, std::move(icon));
+  const std::unique_ptr<T_DispRecord> pRecord(g_commands[0].Block<T_DispRecord>());
+  EXPECT_EQ(pRecord->m_u32Kind, T_DispRecord::kKindIcon);
+  EXPECT_EQ(pRecord->m_u16Time, 0xFFFF);
+  EXPECT_EQ(pRecord->m_u32H, 44u);
+  EXPECT_EQ(strnlen(pRecord->m_aText[0], 4000), sizeof(pRecord->m_aText) - 1);
+
+  T_MsgOsdGuideShow guide;
+  guide.m_u16OsdSeq = 9;
+  guide.m_u32PathLen = 5;
+  guide.m_pPath = Bytes("a.jpg");
+  Request(kMsgOsdGuideShow, std::move(guide));
+  const std::unique_ptr<char[]> pPath(g_commands[1].Get<char*>(kPicturePathOffset));
+  EXPECT_STREQ(pPath.get(), "a.jpg");
+  EXPECT_EQ(g_commands[1].Word(kPicturePathLenWord), 5u);
+
+  T_MsgOsdCancelImage cancel;
+  cancel.m_u16VoutSeq = 0x0102;
+  cancel.m_u16OsdSeq = 0x0203;
+  Request(kMsgOsdCancelImage, cancel);
+  EXPECT_EQ(g_commands[2].Word(0), 0x02030102u);
+  EXPECT_TRUE(m_log.Has("INFO osd image hide: vosseq<0x102> seq<0x203>"));
+  HideOsdGuide(0xff);
+  EXPECT_EQ(g_commands[3].m_u32MsgNo, 0x506u);
+  HideOsdGuide(0);
+  EXPECT_TRUE(m_log.Has("ERROR HideOsdGuide: shouldn't be here"));
+}
+
+TEST_F(Commands, CalibrationTakesItsSizeFromTheResolutionFile) {
+  constexpr UInt32 kAny = 0xFFFFFFFF;  // out of range: some number, but no crash
+  struct T_Case {
+    const char* m_pContent;
+    UInt32 m_u32W, m_u32H;
+  };
+  const std::filesystem::path file = SystemPath("/tmpfile/resolution.cfg");
+  std::filesystem::create_directories(file.parent_path());
+  T_MsgOsdTouchCalibration request;
+  for (const T_Case& c : {T_Case{"width=1920\nheight=1080\n", 1920, 1080},
+                          {"height = 720x\nwidth: 5\nwidth=1 \nwidths==3\nheight=x", 0, 0},
+                          {"width=-5\nheight=99999999999999999999999", 0, kAny},
+                          {"\xff\x01 width=3", 0, 0},
+                          {"xxxxxxxxxxxxxxxxxxxwidth=640", 640, 0}}) {
+    std::ofstream(file) << c.m_pContent;
+    Request(kMsgOsdTouchCalibration, request);
+    const T_ModuleMsg& command = g_commands.back();
+    EXPECT_EQ(command.m_u32MsgNo, 0x500u);
+    EXPECT_EQ(command.Word(1), 0u);
+    EXPECT_EQ(command.Word(4), c.m_u32W) << c.m_pContent;
+    EXPECT_TRUE(c.m_u32H == kAny || command.Word(5) == c.m_u32H) << c.m_pContent;
+  }
+  EXPECT_TRUE(m_log.Has("INFO get resolution.cfg [1920 x 1080]"));
+  std::filesystem::remove(file);
+  g_commands.clear();
+  Request(kMsgOsdTouchCalibration, request);
+  EXPECT_TRUE(g_commands.empty());
+  EXPECT_TRUE(m_log.Has("ERROR can not open resolution.cfg: <No such file or directory>!!!"));
+  request.m_u8CalibrationMode = 1;
+  Request(kMsgOsdTouchCalibration, request);
+  EXPECT_EQ(g_commands.back().m_u32MsgNo, 0x501u);
+  request.m_u8CalibrationMode = 2;
+  Request(kMsgOsdTouchCalibration, request);
+  EXPECT_EQ(g_commands.size(), 1u);
+}
+
+TEST_F(Commands, PreviousNumbersAreLookedUpForNinePorts) {
+  for (const UInt16 u16Port :
+       std::initializer_list<UInt16>{9634, 9635, 9636, 9637, 9639, 9640, 9645, 9647, 9648})
+    EXPECT_EQ(m_pTask->GetMsgPrevSeq(u16Port), 0u);
+  EXPECT_TRUE(m_log.Take().empty());
+  for (const UInt16 u16Port : std::initializer_list<UInt16>{9641, 9644, 9638, 80})
+    m_pTask->GetMsgPrevSeq(u16Port);
+  EXPECT_TRUE(m_log.Has("WARN GetMsgPrevSeq fail, RemotePort<9641> is undefine"));
+  EXPECT_EQ(m_log.Take().size(), 4u);
+}
+
+TEST_F(Commands, NotificationsLeaveFromTheirOwnSocket) {
+  auto* const pTask = new COsdCommuTask("127.0.0.1", 0);  // deletes itself
+  pTask->Signal(CTask::kStartEvent);
+  const int receiver = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in own{};
+  own.sin_family = AF_INET;
+  own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(own);
+  ASSERT_EQ(bind(receiver, reinterpret_cast<sockaddr*>(&own), size), 0);
+  getsockname(receiver, reinterpret_cast<sockaddr*>(&own), &size);
+  pollfd ready{receiver, POLLIN, 0};
+  for (int attempt = 0; attempt < 100 && poll(&ready, 1, 100) == 0; ++attempt) {
+    T_MsgParams params;  // until the task has opened the socket, sending fails
+    params.m_eMsgId = kMsgOsdElemHide;
+    params.Body<T_MsgOsdElemHide>() = std::make_unique<T_MsgOsdElemHide>();
+    params.Body<T_MsgOsdElemHide>()->m_u32RemoteAddr = kLoopback;
+    params.Body<T_MsgOsdElemHide>()->m_u16RemotePort = ntohs(own.sin_port);
+    pTask->SendNotifyMsg(&params);
+    EXPECT_EQ(params.Body<T_MsgOsdElemHide>(), nullptr);
+  }
+  char aBuf[64];
+  EXPECT_EQ(recv(receiver, aBuf, sizeof(aBuf), 0), 22);
+  close(receiver);
+  EXPECT_EQ(pTask->SendNotifyMsg(nullptr), EINVAL);
+  EXPECT_TRUE(m_log.Has("ERROR CEventMonitorTask SendNotifyMsg para <0> err"));
+  pTask->Signal(CTask::kKillEvent);
+}
+
+TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
+  const int blocker = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in port{};
+  port.sin_family = AF_INET;
+  port.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(port);
+  ASSERT_EQ(bind(blocker, reinterpret_cast<sockaddr*>(&port), size), 0);
+  getsockname(blocker, reinterpret_cast<sockaddr*>(&port), &size);
+  auto* const pTask = new COsdCommuTask("127.0.0.1", ntohs(port.sin_port));  // deletes itself
+  pTask->Signal(CTask::kStartEvent | CTask::kTimeoutEvent);                  // two attempts
+  const std::string told = "WARN cannot bind 127.0.0.1:" + std::to_string(ntohs(port.sin_port)) +
+                           ": Address already in use; trying again every second";
+  for (int turn = 0; turn < 1000 && !m_log.Has(told); ++turn) CThread::Sleep(10);
+  close(blocker);
+  const int peer = socket(AF_INET, SOCK_DGRAM, 0);
+  for (int turn = 0; turn < 1000 && !m_log.Has("WARN Msg head len error"); ++turn) {
+    sendto(peer, "", 0, 0, reinterpret_cast<sockaddr*>(&port), size);
+    CThread::Sleep(10);
+  }
+  EXPECT_TRUE(m_log.Has("WARN Msg head len error")) << "still deaf";
+  EXPECT_EQ(m_log.Count(told), 1);
+  close(peer);
+  pTask->Signal(CTask::kKillEvent);
+}
+
+TEST(TimeoutList, IsEmptiedOnceAfterItsStartAndNeverBefore) {
+  StartFrameworkOnce();
+  auto* const pList = new CTimeoutList;
+  CTimeoutList::Insert(1);
+  CTimeoutList::Insert(2);
+  EXPECT_EQ(CTimeoutList::PendingCount(), 2u);
+  pList->Signal(CTask::kStartEvent);
+  for (int turn = 0; turn < 1000 && CTimeoutList::PendingCount() != 0; ++turn) CThread::Sleep(10);
+  EXPECT_EQ(CTimeoutList::PendingCount(), 0u);
+  pList->Signal(CTask::kKillEvent);
+}
+
+}  // namespace
