@@ -1,0 +1,130 @@
+// The process: start in a fixed order, idle until SIGINT or SIGTERM, stop in a fixed order.
+
+#include <getopt.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <string_view>
+
+#include "daemon/modules.h"
+#include "daemon/pidfile.h"
+#include "endpoint/osdcommutask.h"
+#include "endpoint/timeoutlist.h"
+#include "framework/assert.h"
+#include "framework/ev.h"
+#include "framework/eventcontext.h"
+#include "framework/idletask.h"
+#include "framework/log.h"
+#include "framework/taskpool.h"
+#include "framework/timeouttask.h"
+#include "framework/watchdog.h"
+#include "platform/platform.h"
+
+// How other code reaches the endpoint and the list; set once they exist, never deleted from here.
+COsdCommuTask* g_pOsdCommuTask = nullptr;
+CTimeoutList* g_pTimeoutList = nullptr;
+
+namespace {
+
+constexpr UInt32 kThreadStackBytes = 0x180000;
+constexpr UInt32 kTaskThreads = 4;
+constexpr const char* kLocalAddr = "127.0.0.1";
+constexpr UInt16 kLocalPort = 9636;
+
+// Goes from 1 to 0 once; lock-free, so the signal handler may write it.
+std::atomic<SInt32> g_s32Run{1};
+SInt32 g_s32Force = 0;  // set by -f; kept for its callers, nothing reads it
+
+void PrintUsage(const char* i_pProgram) {
+  std::printf("%s [options]\n", i_pProgram);
+  std::puts("    -h --help           show this help");
+  std::puts("    -D --daemonize      Daemonize after startup");
+  std::fflush(stdout);
+}
+
+void Daemonize(const char* i_pProgram) {
+  if (daemon(0, 0) != 0) std::perror("osdsrv: cannot detach, staying in the foreground");
+  CreateWatchdog(i_pProgram);
+}
+
+// Never prevents the start: an unknown option prints the usage and the daemon comes up.
+void ParseOptions(int argc, char** argv) {
+  static const option s_options[] = {{"help", no_argument, nullptr, 'h'},
+                                     {"daemonize", no_argument, nullptr, 'D'},
+                                     {"force", no_argument, nullptr, 'f'},
+                                     {nullptr, 0, nullptr, 0}};
+  for (int opt; (opt = getopt_long(argc, argv, "hDf", s_options, nullptr)) != -1;) {
+    switch (opt) {
+      case 'h':
+        PrintUsage(argv[0]);
+        break;
+      case 'D':
+        Daemonize(argv[0]);
+        break;
+      case 'f':
+        g_s32Force = 1;
+        break;
+      default:
+        PrintUsage(argv[0]);
+        return;
+    }
+  }
+}
+
+void StartFramework() {
+  CThread::Initialize(kThreadStackBytes);
+  CTaskThreadPool::AddThreads(kTaskThreads);
+  CTimeoutTask::Initialize(100);
+  select_startevents();
+  g_pEventThread = new CEventThread;  // never deleted: it serves until the process ends
+  g_pEventThread->Start();
+  CIdleTask::Initialize();
+}
+
+void StartModules() {
+  g_objTimer.Start();
+  auto* const pTask = new COsdCommuTask(kLocalAddr, kLocalPort);  // deletes itself
+  pTask->Signal(CTask::kStartEvent);
+  CThread::Sleep(300);
+  g_pOsdCommuTask = pTask;
+  g_objOsdHifb.Start();
+  g_pTimeoutList = new CTimeoutList;  // lives until the process ends
+}
+
+void StopModules() {
+  LOG_ERROR("osdsrv stop run");
+  g_objOsdHifb.Stop();
+  g_objTimer.Stop();
+  g_pOsdCommuTask->Signal(CTask::kKillEvent);
+  CTaskThreadPool::RemoveThreads();
+  CLog::Shutdown();
+}
+
+}  // namespace
+
+// Outside the namespace: the assertion prints the signature.
+void HandleSig(SInt32 i_s32Signal) {
+  OSD_ASSERT(i_s32Signal == SIGINT || i_s32Signal == SIGTERM, "FALSE", "main", __LINE__);
+  constexpr std::string_view kText = "\033[0;31mprogram will exit now!\033[0;39m\n";
+  const int interruptedErrno = errno;
+  g_s32Run = 0;
+  static_cast<void>(!write(STDOUT_FILENO, kText.data(), kText.size()));
+  errno = interruptedErrno;
+}
+
+int main(int argc, char** argv) {
+  ParseOptions(argc, argv);
+  sleep(2);  // the rest of the device comes up meanwhile
+  CLog::Configure(SystemPath("/usr/local/etc/ztosdlog.conf").c_str());
+  if (!AcquirePidFile(SystemPath("/var/run/osd.pid").c_str())) return 1;
+  std::signal(SIGINT, HandleSig);
+  std::signal(SIGTERM, HandleSig);
+  StartFramework();
+  StartModules();
+  while (g_s32Run != 0) CThread::Sleep(2000);
+  StopModules();
+  return 0;
+}

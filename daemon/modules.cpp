@@ -1,0 +1,85 @@
+#include "daemon/modules.h"
+
+#include "daemon/common/bus.h"
+#include "framework/log.h"
+
+COsdHifb g_objOsdHifb;
+CTimer g_objTimer;
+CMutex g_objBusMutex;
+
+namespace {
+
+constexpr UInt32 kLockAttempts = 30;
+constexpr UInt32 kLockPauseMs = 100;
+
+struct T_Module {
+  UInt32 m_u32Id;
+  UInt32 (*m_pPush)(const T_ModuleMsg*);
+  UInt32 (*m_pHandle)(const T_ModuleMsg*, UInt32);
+};
+
+constexpr T_Module kModules[] = {
+    {kModuleTimer, [](const T_ModuleMsg* i_pMsg) { return g_objTimer.PushMsg(i_pMsg); },
+     [](const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg) {
+       return g_objTimer.HandleSyncMsg(i_pMsg, i_u32Arg);
+     }},
+    {kModuleOsd, [](const T_ModuleMsg* i_pMsg) { return g_objOsdHifb.PushMsg(i_pMsg); },
+     [](const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg) {
+       return g_objOsdHifb.HandleSyncMsg(i_pMsg, i_u32Arg);
+     }},
+};
+
+const T_Module* FindModule(UInt32 i_u32Id) {
+  for (const T_Module& module : kModules)
+    if (module.m_u32Id == i_u32Id) return &module;
+  return nullptr;
+}
+
+Bool LockBus() {
+  for (UInt32 attempt = 1; !g_objBusMutex.RecursiveTryLock(); ++attempt) {
+    if (attempt == kLockAttempts) return false;
+    CThread::Sleep(kLockPauseMs);
+  }
+  return true;
+}
+
+UInt32 Unhandled(const T_ModuleMsg& i_msg) {
+  LOG_ERROR("unhandle message, msgtype<%d>,src<%d>,dst<%d>,msg no<0x%x>", i_msg.m_u32MsgType,
+            i_msg.m_u32Src, i_msg.m_u32Dst, i_msg.m_u32MsgNo);
+  return 0;
+}
+
+UInt32 SendAsync(const T_ModuleMsg& i_msg) {
+  const T_Module* const pModule = FindModule(i_msg.m_u32Dst);
+  if (pModule != nullptr) return pModule->m_pPush(&i_msg);
+  LOG_ERROR("async message, unknown module<%d>", i_msg.m_u32Dst);
+  return Unhandled(i_msg);
+}
+
+UInt32 SendSync(const T_ModuleMsg& i_msg, UInt32 i_u32Arg) {
+  if (!LockBus()) {
+    LOG_ERROR("SendSyncAndAsyncMsg get mutex fail, msgtype<%d>,src<%d>,dst<%d>,msg no<0x%x>",
+              i_msg.m_u32MsgType, i_msg.m_u32Src, i_msg.m_u32Dst, i_msg.m_u32MsgNo);
+    return 0;
+  }
+  const T_Module* const pModule = FindModule(i_msg.m_u32Dst);
+  const UInt32 u32Result = pModule != nullptr ? pModule->m_pHandle(&i_msg, i_u32Arg) : 0;
+  g_objBusMutex.RecursiveUnlock();
+  if (pModule != nullptr) return u32Result;
+  LOG_ERROR("sync message, unknown module<%d>", i_msg.m_u32Dst);
+  return Unhandled(i_msg);
+}
+
+}  // namespace
+
+UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg) {
+  if (i_pMsg == nullptr) return 0;
+  switch (i_pMsg->m_u32MsgType) {
+    case kAsyncMsg:
+      return SendAsync(*i_pMsg);
+    case kSyncMsg:
+      return SendSync(*i_pMsg, i_u32Arg);
+    default:
+      return Unhandled(*i_pMsg);
+  }
+}

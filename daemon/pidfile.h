@@ -1,0 +1,10 @@
+// One instance only: the pid file and its lock.
+#pragma once
+
+#include "framework/types.h"
+
+// Creates or empties the file i_pPath, locks it for the life of the process and writes the process
+// id. false when the daemon must not start: the file cannot be opened (an ERROR line) or another
+// instance holds the lock (a line on standard output). A file that is locked but cannot be written
+// is an ERROR line only. Main thread, once.
+Bool AcquirePidFile(const char* i_pPath);
