@@ -1,0 +1,34 @@
+// The words of osdctl's command line: numbers, colours, positions, elements and outputs as a person
+// types them. Each parser takes the whole text or gives nothing. No state; any thread.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "framework/types.h"
+
+// An element's number byte that means every number of its class, and the element that means every
+// element at all.
+inline constexpr UInt16 kEveryNumber = 0xFF;
+inline constexpr UInt16 kEveryElement = 0xFFFF;
+
+// Decimal, or hexadecimal after "0x"; nothing outside [i_s64Min, i_s64Max].
+std::optional<SInt64> ParseNumber(std::string_view i_text, SInt64 i_s64Min, SInt64 i_s64Max);
+
+// ARGB8888 of a colour's name, of "#AARRGGBB", or of "#RRGGBB" (opaque); the "#" may be missing,
+// since an unquoted one begins a comment in a shell.
+std::optional<UInt32> ParseColour(std::string_view i_text);
+
+// Position code 0 to 8 of a code or a place's name ("top-left").
+std::optional<UInt8> ParsePosition(std::string_view i_text);
+
+// "0x0105", "261" or class.number ("1.5").
+std::optional<UInt16> ParseElement(std::string_view i_text);
+
+// 0 to 255; 255 is every output, as is "all".
+std::optional<UInt16> ParseOutput(std::string_view i_text);
+
+// The names that help texts tell, separated by ", ".
+std::string ColourNames();
+std::string PositionNames();
