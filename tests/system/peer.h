@@ -1,0 +1,128 @@
+// A peer process's side of the control protocol, written from the wire's layout alone, so that it
+// does not share a mistake with the daemon's own parser.
+#pragma once
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "framework/types.h"
+
+using Bytes = std::vector<UInt8>;
+
+enum : UInt32 {
+  kText = 0x10000,
+  kHide = 0x10001,
+  kDelete = 0x10002,
+  kCalibrate = 0x10004,
+  kInit = 0x1FFFE,
+  kDeInit = 0x1FFFF
+};
+
+// The fields in the order given, little-endian, without padding.
+template <class... T>
+Bytes Pack(T... i_fields) {
+  Bytes bytes;
+  const auto append = [&](UInt64 i_u64Value, size_t i_size) {
+    for (; i_size > 0; --i_size, i_u64Value >>= 8) bytes.push_back(static_cast<UInt8>(i_u64Value));
+  };
+  (append(static_cast<UInt64>(i_fields), sizeof(T)), ...);
+  return bytes;
+}
+
+inline Bytes Datagram(UInt32 i_u32Seq, UInt32 i_u32Id, const Bytes& i_body,
+                      const std::string& i_type = "CMD") {
+  Bytes datagram = Pack(UInt32{0x88776655}, UInt8{0}, i_type[0], i_type[1], i_type[2], i_u32Seq,
+                        i_u32Id, static_cast<UInt16>(i_body.size()));
+  datagram.insert(datagram.end(), i_body.begin(), i_body.end());
+  return datagram;
+}
+
+struct T_Text {
+  UInt16 m_u16Vout = 0;
+  UInt16 m_u16Seq = 0x101;
+  UInt32 m_u32Flag = 0x3F;
+  UInt8 m_u8Align = 1;
+  UInt16 m_u16X = 0;
+  UInt16 m_u16Y = 0;
+  UInt8 m_u8Size = 48;
+  UInt32 m_u32Colour = 0xFFFFFFFF;
+  UInt32 m_u32Ground = 0xC0202080;
+  std::string m_text = {};
+
+  Bytes Body() const {
+    Bytes body = Pack(m_u16Vout, m_u16Seq, m_u32Flag, m_u8Align, m_u16X, m_u16Y, m_u8Size,
+                      m_u32Colour, m_u32Ground, static_cast<UInt16>(m_text.size()));
+    body.insert(body.end(), m_text.begin(), m_text.end());
+    return body;
+  }
+};
+
+// A socket on a peer's port that hears nothing but the daemon. Numbers its requests itself, from
+// the number that the daemon accepts from this peer whatever came before.
+class CPeer {
+ public:
+  explicit CPeer(UInt16 i_u16Port) : m_u32Seq(RestartOf(i_u16Port)) {
+    const auto call = [&](auto* i_pFunction, UInt16 i_u16Number) {
+      sockaddr_in address{AF_INET, htons(i_u16Number), {htonl(INADDR_LOOPBACK)}, {}};
+      EXPECT_EQ(i_pFunction(m_s32Fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    };
+    call(&bind, i_u16Port);
+    call(&connect, 9636);
+  }
+  ~CPeer() { close(m_s32Fd); }
+  CPeer(const CPeer&) = delete;
+  CPeer& operator=(const CPeer&) = delete;
+
+  static UInt32 RestartOf(UInt16 i_u16Port) {
+    return i_u16Port == 9640 || (i_u16Port >= 9642 && i_u16Port <= 9647) ? 1 : 0;
+  }
+  // The number of the next request.
+  UInt32 NextSeq() { return m_u32Seq++; }
+  void Send(const Bytes& i_datagram) {
+    static_cast<void>(!send(m_s32Fd, i_datagram.data(), i_datagram.size(), 0));
+  }
+  // The next datagram; empty when none comes within i_s32Ms or nobody listens at the daemon's port.
+  Bytes Await(SInt32 i_s32Ms = 10000) {
+    pollfd readable{m_s32Fd, POLLIN, 0};
+    if (poll(&readable, 1, i_s32Ms) <= 0) return {};
+    Bytes datagram(65536);
+    const ssize_t length = recv(m_s32Fd, datagram.data(), datagram.size(), 0);
+    datagram.resize(length < 0 ? 0 : static_cast<size_t>(length));
+    return datagram;
+  }
+  // Sends a request and takes what comes up to its ACK. The number of datagrams that came; 0
+  // without an ACK.
+  UInt32 Request(UInt32 i_u32Id, const Bytes& i_body, SInt32 i_s32Ms = 10000) {
+    const Bytes sought = Pack(NextSeq(), i_u32Id);
+    Send(Datagram(m_u32Seq - 1, i_u32Id, i_body));
+    UInt32 u32Replies = 1;
+    for (; !(m_last = Await(i_s32Ms)).empty(); ++u32Replies)
+      if (m_last.size() == 26 && std::equal(sought.begin(), sought.end(), m_last.begin() + 18))
+        return u32Replies;
+    return 0;
+  }
+  // Asks for what changes nothing until the daemon answers; as Request.
+  UInt32 AwaitAnswer() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    UInt32 u32Replies = 0;
+    while (u32Replies == 0 && std::chrono::steady_clock::now() < end) {
+      u32Replies = Request(kCalibrate, {2}, 1000);
+      if (u32Replies == 0) poll(nullptr, 0, 25);
+    }
+    return u32Replies;
+  }
+  // The number of the reply that came last.
+  UInt32 LastReplySeq() const { return m_last.at(8) + m_last.at(9) * 256U; }
+
+ private:
+  int m_s32Fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  UInt32 m_u32Seq;
+  Bytes m_last;
+};
