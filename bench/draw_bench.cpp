@@ -1,0 +1,102 @@
+// A line of 40 characters on 1920x1080: drawn, drawn and shown, cleared; each beside memset over
+// the same bytes (row by row in the canvas, and in one piece), measured in turns in the same run.
+// The counters are those of the quickest turn of each.
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "common/osd/textdrawer.h"
+
+namespace {
+
+using T_Clock = std::chrono::steady_clock;
+
+constexpr UInt32 kCharacters = 40;
+constexpr int kBatch = 64;
+constexpr T_LayerRequest kScreen{0, 0, 0, 0, 1920, 1080};
+
+// One layer with a text in the middle. Its size is i_u32Pixels on this screen.
+class CScene {
+ public:
+  explicit CScene(UInt32 i_u32Pixels) {
+    if (!SetUpLayer(kScreen, m_mapLayers)) std::abort();
+    m_stItem.m_u16Line = 1;
+    m_stItem.m_u16FontSize = static_cast<UInt16>(i_u32Pixels * 3840 / kScreen.m_u32W);
+    m_stItem.m_u32TextColour = 0xFFFFFFFF;
+    m_stItem.m_u32Background = 0x3F616161;
+    for (UInt32 i = 0; i < kCharacters; ++i) m_stItem.m_aText[0][i] = static_cast<char>('0' + i);
+    m_objGlyphs.SetFont(i_u32Pixels, m_stItem.m_u32TextColour, m_stItem.m_u32Background);
+    m_stRect = LayOut(m_stItem, m_objGlyphs.Cell(), Canvas(), kModeDraw).LineRect(0);
+    m_vecFlat.resize(size_t{m_stRect.m_u32W} * m_stRect.m_u32H);
+  }
+
+  T_Canvas Canvas() const { return m_mapLayers.begin()->second.Canvas(); }
+  void Draw() {
+    m_objGlyphs.DrawString(m_stItem.m_aText[0], Canvas(), m_stRect.m_u32Y, m_stRect.m_u32X);
+  }
+  void DrawAndRefresh() { m_objDrawer.DrawOsdInfo(m_stItem, kModeDraw); }
+  void EraseAndRefresh() { m_objDrawer.DrawOsdInfo(m_stItem, kModeErase); }
+  void ClearRows() { ClearRect(Canvas(), m_stRect); }
+  void ClearFlat() { std::memset(m_vecFlat.data(), 0, m_vecFlat.size() * sizeof(UInt32)); }
+  double Pixels() const { return static_cast<double>(m_vecFlat.size()); }
+
+ private:
+  T_LayerMap m_mapLayers;
+  CTextDrawer m_objDrawer{&m_mapLayers};
+  CGlyphs m_objGlyphs;
+  T_DispRecord m_stItem{};
+  T_Rect m_stRect;
+  std::vector<UInt32> m_vecFlat;
+};
+
+double Seconds(CScene& io_scene, void (CScene::*i_pWork)()) {
+  const auto start = T_Clock::now();
+  for (int i = 0; i < kBatch; ++i) {
+    (io_scene.*i_pWork)();
+    benchmark::ClobberMemory();
+  }
+  return std::chrono::duration<double>(T_Clock::now() - start).count() / kBatch;
+}
+
+void BesideMemset(benchmark::State& io_state, void (CScene::*i_pWork)()) {
+  CScene scene(static_cast<UInt32>(io_state.range(0)));
+  (scene.*i_pWork)();
+  double work = 1;
+  double rows = 1;
+  double flat = 1;
+  while (io_state.KeepRunning()) {
+    const double seconds = Seconds(scene, i_pWork);
+    io_state.SetIterationTime(seconds);
+    work = std::min(work, seconds);
+    rows = std::min(rows, Seconds(scene, &CScene::ClearRows));
+    flat = std::min(flat, Seconds(scene, &CScene::ClearFlat));
+  }
+  io_state.counters["pixels/s"] = scene.Pixels() / work;
+  io_state.counters["x_memset_rows"] = work / rows;
+  io_state.counters["x_memset_flat"] = work / flat;
+}
+
+void Arguments(benchmark::internal::Benchmark* i_pBenchmark) {
+  i_pBenchmark->Arg(16)->Arg(32)->ArgName("px")->Iterations(500)->UseManualTime();
+}
+
+BENCHMARK_CAPTURE(BesideMemset, draw, &CScene::Draw)->Apply(Arguments);
+BENCHMARK_CAPTURE(BesideMemset, draw_refresh, &CScene::DrawAndRefresh)->Apply(Arguments);
+BENCHMARK_CAPTURE(BesideMemset, clear, &CScene::ClearRows)->Apply(Arguments);
+BENCHMARK_CAPTURE(BesideMemset, erase_refresh, &CScene::EraseAndRefresh)->Apply(Arguments);
+
+}  // namespace
+
+int main(int i_s32Argc, char** i_ppArgv) {
+  char szRoot[] = "/tmp/osd-bench-XXXXXX";
+  if (mkdtemp(szRoot) == nullptr) return 1;
+  const std::string root = szRoot;
+  if (std::system((OSD_DEVICE_ROOT_TOOL " " + root).c_str()) != 0) return 1;
+  setenv("OSD_ROOT", szRoot, 1);
+  benchmark::Initialize(&i_s32Argc, i_ppArgv);
+  benchmark::RunSpecifiedBenchmarks();
+  return std::system(("rm -r " + root).c_str()) == 0 ? 0 : 1;
+}
