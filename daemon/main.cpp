@@ -122,6 +122,7 @@ int main(int argc, char** argv) {
   if (!AcquirePidFile(SystemPath("/var/run/osd.pid").c_str())) return 1;
   std::signal(SIGINT, HandleSig);
   std::signal(SIGTERM, HandleSig);
+  std::signal(SIGPIPE, SIG_IGN);  // whoever read our output may be gone
   StartFramework();
   StartModules();
   while (g_s32Run != 0) CThread::Sleep(2000);

@@ -1,5 +1,7 @@
 #include "endpoint/outgoing.h"
 
+#include "framework/log.h"
+
 Bool COutgoing::Take(T_MsgParams* o_pParams) {
   CMutexLocker locker(&m_objLock);
   if (m_objMsgQueue.empty()) return false;
@@ -18,17 +20,17 @@ UInt32 COutgoing::NextSeq() {
   return m_u32Seq++;
 }
 
-void COutgoing::FillHeader(T_MsgHeader* io_pHeader, UInt16 i_u16ParamLen) {
-  io_pHeader->m_u32Magic = kMsgMagic;
-  io_pHeader->m_u8Version = 0;
-  io_pHeader->m_u32Seq = NextSeq();
-  io_pHeader->m_u16ParamLen = i_u16ParamLen;
+Bool COutgoing::TryAppend(T_MsgParams&& i_params, UInt32* o_pu32Seq) {
+  CMutexLocker locker(&m_objLock);
+  if (m_objMsgQueue.size() >= kCapacity) return false;
+  *o_pu32Seq = m_u32Seq++;
+  m_objMsgQueue.push_back(std::move(i_params));
+  return true;
 }
 
-void COutgoing::Append(T_MsgParams&& i_params) {
-  {
-    CMutexLocker locker(&m_objLock);
-    m_objMsgQueue.push_back(std::move(i_params));
-  }
-  m_pTask->Signal(CTask::kWriteEvent);
+void COutgoing::Append(T_MsgParams&& i_params, UInt32* o_pu32Seq) {
+  if (TryAppend(std::move(i_params), o_pu32Seq))
+    m_pTask->Signal(CTask::kWriteEvent);
+  else
+    LOG_WARN("too many replies wait to be sent, current size<%u>", kCapacity);
 }

@@ -13,15 +13,22 @@ class COutgoing {
   // i_pTask is signalled with kWriteEvent for every record queued; it outlives this object.
   explicit COutgoing(CTask* i_pTask) : m_pTask(i_pTask) {}
 
+  // A flood of requests whose answers cannot keep up must not take the memory of the device.
+  static constexpr UInt32 kCapacity = 1024;
+
   // Queues a record of the kind T whose destination, header type, id and fields are filled; magic,
-  // version, sequence number and body length are filled here.
+  // version, sequence number and body length are filled here. With kCapacity records waiting the
+  // new one is lost, with a WARN line.
   template <class T>
   void Queue(std::unique_ptr<T> i_pBody) {
-    FillHeader(&i_pBody->m_stHeader, BodySize(*i_pBody));
+    T_MsgHeader& header = i_pBody->m_stHeader;
+    header.m_u32Magic = kMsgMagic;
+    header.m_u8Version = 0;
+    header.m_u16ParamLen = BodySize(*i_pBody);
     T_MsgParams params;
-    params.m_eMsgId = static_cast<MsgId>(i_pBody->m_stHeader.m_u32Id);
+    params.m_eMsgId = static_cast<MsgId>(header.m_u32Id);
     params.Body<T>() = std::move(i_pBody);
-    Append(std::move(params));
+    Append(std::move(params), &header.m_u32Seq);
   }
 
   // Takes the oldest record; false when there is none.
@@ -32,8 +39,9 @@ class COutgoing {
   UInt32 NextSeq();
 
  private:
-  void FillHeader(T_MsgHeader* io_pHeader, UInt16 i_u16ParamLen);
-  void Append(T_MsgParams&& i_params);
+  // Numbers and queues in one step, so that numbers leave in their order.
+  void Append(T_MsgParams&& i_params, UInt32* o_pu32Seq);
+  Bool TryAppend(T_MsgParams&& i_params, UInt32* o_pu32Seq);
 
   CTask* const m_pTask;
   CMutex m_objLock;

@@ -84,6 +84,9 @@ void COsdHifb::Stop() {
   wake.m_u32MsgNo = kMsgNone;
   m_objQueue.Push(&wake);
   StopAndWaitForThread();
+  // Here and not in the destructor: after main the media SDK may be gone already.
+  CMutexLocker locker(&m_objListMutex);
+  m_mapLayers.clear();
 }
 
 UInt32 COsdHifb::PushMsg(const T_ModuleMsg* i_pMsg) {

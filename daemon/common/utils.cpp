@@ -11,8 +11,8 @@
 namespace {
 
 // The child of vfork runs in the parent's memory until execl. A signal to the process group must
-// not run the daemon's handler there, so all signals wait until the child has its own image, where
-// the stop signals have their default meaning again.
+// not run the daemon's handler there, so all signals wait until those that the daemon handles have
+// their default meaning in the child.
 pid_t SpawnShell(const char* i_pCommand) {
   sigset_t all;
   sigset_t before;
@@ -24,6 +24,7 @@ pid_t SpawnShell(const char* i_pCommand) {
     standard.sa_handler = SIG_DFL;
     sigaction(SIGINT, &standard, nullptr);
     sigaction(SIGTERM, &standard, nullptr);
+    sigaction(SIGPIPE, &standard, nullptr);
     sigprocmask(SIG_SETMASK, &before, nullptr);
     execl("/bin/sh", "sh", "-c", i_pCommand, static_cast<char*>(nullptr));
     _exit(127);
