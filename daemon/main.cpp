@@ -118,14 +118,18 @@ void HandleSig(SInt32 i_s32Signal) {
 int main(int argc, char** argv) {
   ParseOptions(argc, argv);
   sleep(2);  // the rest of the device comes up meanwhile
-  CLog::Configure(SystemPath("/usr/local/etc/ztosdlog.conf").c_str());
+  const std::string strLogConf = SystemPath("/usr/local/etc/ztosdlog.conf");
+  Bool bLogging = CLog::Configure(strLogConf.c_str());
   if (!AcquirePidFile(SystemPath("/var/run/osd.pid").c_str())) return 1;
   std::signal(SIGINT, HandleSig);
   std::signal(SIGTERM, HandleSig);
   std::signal(SIGPIPE, SIG_IGN);  // whoever read our output may be gone
   StartFramework();
   StartModules();
-  while (g_s32Run != 0) CThread::Sleep(2000);
+  while (g_s32Run != 0) {
+    CThread::Sleep(2000);
+    if (!bLogging) bLogging = CLog::Configure(strLogConf.c_str());  // it may have come by now
+  }
   StopModules();
   return 0;
 }

@@ -1,14 +1,31 @@
 #include "framework/assert.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+
+namespace {
+
+// clang writes "T *f(U *)" where g++ writes "T* f(U*)"; the line is the same whoever compiled.
+std::string Signature(const char* i_pFunction) {
+  std::string signature;
+  for (const char* p = i_pFunction; *p != '\0'; ++p) {
+    if (p[0] == ' ' && p[1] == '*') continue;
+    signature += *p;
+    if (p[0] == '*' && std::isalpha(p[1])) signature += ' ';
+  }
+  return signature;
+}
+
+}  // namespace
 
 void AssertFailed(const char* i_pText, const char* i_pSource, UInt32 i_u32Line,
                   const char* i_pFunction) {
   std::fflush(stdout);
   std::fprintf(stderr, "%s: %s:%u: %s: Assertion `%s' failed.\n", program_invocation_short_name,
-               i_pSource, i_u32Line, i_pFunction, i_pText);
+               i_pSource, i_u32Line, Signature(i_pFunction).c_str(), i_pText);
   std::fflush(stderr);
   std::abort();
 }

@@ -41,8 +41,6 @@ class CHashTable {
     return pEntry;
   }
 
-  UInt64 GetNumEntries() const { return m_u64NumEntries; }
-
  private:
   UInt32 Index(UInt32 i_u32Hash) const {
     return m_u32Mask != 0 ? i_u32Hash & m_u32Mask : i_u32Hash % m_u32Size;

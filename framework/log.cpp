@@ -1,5 +1,7 @@
 #include "framework/log.h"
 
+#include <sys/stat.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -52,6 +54,15 @@ void ReopenOncePerSecond() {
   if (s_lastReopen.exchange(now, std::memory_order_relaxed) != now) log4cpp::Appender::reopenAll();
 }
 
+// What a configuration file looked like when it was read in vain.
+struct T_ConfigurationTried {
+  ino_t m_inode = 0;
+  time_t m_seconds = 0;
+  long m_nanoseconds = 0;
+  Bool m_bTried = false;
+  bool operator==(const T_ConfigurationTried&) const = default;
+};
+
 void WatchForLoss(int i_errno) {
   const Bool bLost = IsWriteFailure(i_errno);
   if (i_errno == EBADF) ReopenOncePerSecond();
@@ -68,14 +79,23 @@ void WatchForLoss(int i_errno) {
 }  // namespace
 
 Bool CLog::Configure(const char* i_pPath) {
+  struct stat file = {};
+  stat(i_pPath, &file);  // a missing file is all zeros, and Configure says why
+  static T_ConfigurationTried s_stTried;
+  const T_ConfigurationTried now{file.st_ino, file.st_mtim.tv_sec, file.st_mtim.tv_nsec, true};
+  if (s_stTried == now) return false;
+  const Bool bFirst = !s_stTried.m_bTried;
+  s_stTried = now;
   try {
     log4cpp::PropertyConfigurator::configure(i_pPath);
     return true;
   } catch (const std::exception& failure) {
-    std::fprintf(stderr,
-                 "osdsrv: cannot use the log configuration %s: %s; going on without a log (put a "
-                 "log4cpp property file there and start again)\n",
-                 i_pPath, failure.what());
+    if (bFirst || file.st_ino != 0)
+      std::fprintf(
+          stderr,
+          "osdsrv: cannot use the log configuration %s: %s; going on without a log until a "
+          "log4cpp property file is there\n",
+          i_pPath, failure.what());
     return false;
   }
 }

@@ -10,7 +10,8 @@ class CLog {
   enum Priority : SInt32 { kError = 300, kWarn = 400, kNotice = 500, kInfo = 600, kDebug = 700 };
 
   // Reads the log4cpp property file i_pPath. When it is missing or broken, says so in one line on
-  // standard error and returns false: the process then runs without appenders.
+  // standard error and returns false: the process then runs without appenders, and may call again
+  // whenever it likes. A file that has not changed since is not read again. One thread only.
   static Bool Configure(const char* i_pPath);
 
   // Flushes and removes all appenders; lines written afterwards go nowhere.

@@ -1,6 +1,5 @@
 #include "framework/socket.h"
 
-#include <fcntl.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
@@ -35,18 +34,8 @@ OS_Error CSocket::Open(SInt32 i_s32Type) {
   const SInt32 s32FileDesc = socket(AF_INET, i_s32Type | SOCK_CLOEXEC, 0);
   if (s32FileDesc < 0) return errno;
   m_s32FileDesc = s32FileDesc;
-  m_u32State &= ~(kBound | kConnected);
   if ((m_u32State & kNonBlocking) != 0) InitNonBlocking(s32FileDesc);
   return OS_NoErr;
-}
-
-void CSocket::AdoptConnected(SInt32 i_s32FileDesc) {
-  OSD_ASSERT(m_s32FileDesc == CEventContext::kInvalidFileDesc,
-             "m_s32FileDesc == CEventContext::kInvalidFileDesc", "socket", __LINE__);
-  m_s32FileDesc = i_s32FileDesc;
-  fcntl(i_s32FileDesc, F_SETFD, FD_CLOEXEC);
-  m_u32State = (m_u32State & ~kBound) | kConnected;
-  if ((m_u32State & kNonBlocking) != 0) InitNonBlocking(i_s32FileDesc);
 }
 
 OS_Error CSocket::Bind(UInt32 i_u32Addr, UInt16 i_u16Port) {

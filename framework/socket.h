@@ -20,7 +20,8 @@ class CSocket : public CEventContext {
     kDemultiplexed = 0x100
   };
 
-  // The task may be null. Of the flags, kNonBlocking and kDemultiplexed are the caller's to give.
+  // The task may be null. kConnected is given by who connects the descriptor himself: no function
+  // here ever sets it.
   CSocket(CTask* i_pTask, UInt32 i_u32Flags);
   ~CSocket() override;
 
@@ -30,10 +31,6 @@ class CSocket : public CEventContext {
 
   // On failure the local address and port read 0.
   OS_Error Bind(UInt32 i_u32Addr, UInt16 i_u16Port);
-
-  // Takes over the descriptor of a connected stream, from accept() or a finished connect(). Only
-  // while not open, as with Open.
-  void AdoptConnected(SInt32 i_s32FileDesc);
 
   // An option that is refused is fatal, except for the receive buffer's.
   void ReuseAddr();
@@ -50,7 +47,6 @@ class CSocket : public CEventContext {
   OS_Error WriteV(const iovec* i_pIOVector, UInt32 i_u32Count, UInt32* o_pSentLen);
   OS_Error Read(void* o_pBuffer, UInt32 i_u32Length, UInt32* o_pRecvLen);
 
-  Bool IsBound() const { return (m_u32State & kBound) != 0; }
   Bool IsConnected() const { return (m_u32State & kConnected) != 0; }
   UInt32 GetLocalAddr() const { return ntohl(m_stLocalAddr.sin_addr.s_addr); }
   UInt16 GetLocalPort() const { return ntohs(m_stLocalAddr.sin_port); }

@@ -30,8 +30,10 @@ void PrintProcessors(const cpu_set_t& i_stMask, const char* i_pTag) {
   const long s64Configured = sysconf(_SC_NPROCESSORS_CONF);
   for (SInt32 s32Cpu = 0; s32Cpu < s64Configured; ++s32Cpu) {
     if (!CPU_ISSET(static_cast<size_t>(s32Cpu), &i_stMask)) continue;
-    if (i_pTag != nullptr) std::printf("[%s] ", i_pTag);
-    std::printf("thread %lu run on processor %d\n", u64ThreadID, s32Cpu);
+    if (i_pTag != nullptr)
+      std::printf("[%s] thread %lu run on processor %d\n", i_pTag, u64ThreadID, s32Cpu);
+    else
+      std::printf("thread %lu run on processor %d\n", u64ThreadID, s32Cpu);
   }
 }
 

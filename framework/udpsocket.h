@@ -43,12 +43,9 @@ class CUDPSocket : public CSocket {
   OS_Error SetMulticastInterface(UInt32 i_u32Addr);
   OS_Error SetMulticastLoop(UInt8 i_u8Loop);
 
-  // Null unless the socket was made with kDemultiplexed.
-  const T_UDPDemuxer* GetDemuxer() const { return m_pDemuxer.get(); }
-
  private:
   OS_Error ChangeMembership(SInt32 i_s32Option, UInt32 i_u32Group);
 
-  std::unique_ptr<T_UDPDemuxer> m_pDemuxer;
+  std::unique_ptr<T_UDPDemuxer> m_pDemuxer;  // null without kDemultiplexed
   sockaddr_in m_stMsgAddr{};  // the source of the last datagram
 };
