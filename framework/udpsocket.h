@@ -47,5 +47,5 @@ class CUDPSocket : public CSocket {
   OS_Error ChangeMembership(SInt32 i_s32Option, UInt32 i_u32Group);
 
   std::unique_ptr<T_UDPDemuxer> m_pDemuxer;  // null without kDemultiplexed
-  sockaddr_in m_stMsgAddr{};  // the source of the last datagram
+  sockaddr_in m_stMsgAddr{};                 // the source of the last datagram
 };

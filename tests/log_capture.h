@@ -7,6 +7,7 @@
 #include <log4cpp/LayoutAppender.hh>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 class CLogCapture {

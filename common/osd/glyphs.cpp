@@ -214,6 +214,7 @@ CGlyphs::ECell CGlyphs::RenderCell(UInt8 i_u8Char, const UInt8** o_ppMask) {
   }
   if (pFace->glyph->bitmap.pixel_mode != FT_PIXEL_MODE_GRAY) {
     std::printf("got wrong picel mode, not match, it is 0x%x\n", pFace->glyph->bitmap.pixel_mode);
+    std::fflush(stdout);
     return kCellUntouched;
   }
   size.m_apMask[i_u8Char] = size.MakeMask(*pFace->glyph);

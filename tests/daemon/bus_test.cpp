@@ -54,6 +54,7 @@ TEST(Bus, FullInboxesRefuseWithTheModulesOwnLine) {
   T_ModuleMsg msg = Message(kAsyncMsg, kModuleTimer, 0x10);
   for (UInt32 i = 0; i < 57; ++i) ASSERT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
   EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+  EXPECT_TRUE(log.Has("ERROR buf<57> overflow, msg<src:9,dst:3,msgtype:0x10> discard"));
   EXPECT_TRUE(log.Has("ERROR CTimer pushmsg fail"));
   msg.m_u32Dst = kModuleOsd;
   for (UInt32 i = 0; i < 57; ++i) ASSERT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);

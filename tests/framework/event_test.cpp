@@ -1,154 +1,125 @@
-#include <sched.h>
-#include <sys/resource.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <array>
-#include <atomic>
 #include <filesystem>
-#include <iterator>
+#include <mutex>
+#include <semaphore>
 #include <thread>
 
 #include "framework/udpsocket.h"
-#include "tests/framework/event_loop.h"
 
 namespace {
 
-using Log = CWatchedEnd::Log;
+// A watched end of a stream whose deliveries are recorded: its name, then R or W.
+class CWatchedEnd : public CEventContext {
+ public:
+  // Its descriptor is the first free one from i_s32Lowest on; a byte waits in it.
+  CWatchedEnd(char i_cName, SInt32 i_s32Lowest) : CEventContext(-1), m_cName(i_cName) {
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, m_aEnds), 0);
+    InitNonBlocking(fcntl(m_aEnds[0], F_DUPFD_CLOEXEC, i_s32Lowest));
+    close(m_aEnds[0]);
+    EXPECT_EQ(write(m_aEnds[1], "x", 1), 1);
+  }
+  ~CWatchedEnd() override {
+    AutoCleanup();
+    close(m_aEnds[1]);
+  }
+  using CEventContext::GetUniqueID, CEventContext::s_u32UniqueID;
+
+  std::mutex m_gate;  // the event thread passes it after every delivery
+  static inline std::string s_log;
+  static inline std::counting_semaphore<> s_delivered{0};
+
+  void ProcessEvent(SInt32 i_s32EventBits) override {
+    s_log += {m_cName, i_s32EventBits == EV_RE ? 'R' : 'W'};
+    s_delivered.release();
+    const std::lock_guard gate(m_gate);
+  }
+  const char m_cName;
+  SInt32 m_aEnds[2];
+};
 
 class EventLoop : public testing::Test {
  protected:
-  EventLoop() {
-    StartEventLoop();
-    CWatchedEnd::ClearLog();
+  static void SetUpTestSuite() {
+    if (g_pEventThread != nullptr) return;  // the tests may be repeated
+    CThread::Initialize(0x180000);
+    select_startevents();
+    g_pEventThread = new CEventThread;
+    g_pEventThread->Start();
   }
+  void TearDown() override { CWatchedEnd::s_log.clear(); }
 };
 
-TEST_F(EventLoop, DeliversOnceUntilAskedAgain) {
-  CWatchedEnd objOnce(200), objOther(210);
+TEST_F(EventLoop, DeliversOnceUntilAskedAgainEvenByANewOwner) {
+  CWatchedEnd objOnce('a', 200), objOther('b', 210), objHeir('c', 220);
   objOnce.RequestEvent(EV_RE);
-  // Two rounds of another descriptor, while the first one's byte still waits.
-  for (const size_t known : {1U, 2U}) {
-    CWatchedEnd::Await(known);
-    objOther.RequestEvent(EV_RE);
-  }
-  CWatchedEnd::Await(3);
-  objOnce.RequestEvent(EV_RE);
-  EXPECT_EQ(CWatchedEnd::Await(4),
-            (Log{{&objOnce, EV_RE}, {&objOther, EV_RE}, {&objOther, EV_RE}, {&objOnce, EV_RE}}));
+  CWatchedEnd::s_delivered.acquire();
+  objOther.RequestEvent(EV_RE);  // a round in which the first one's byte still waits
+  CWatchedEnd::s_delivered.acquire();
+  objHeir.TakeOverContext(objOnce);
+  objHeir.RequestEvent(EV_RE);
+  CWatchedEnd::s_delivered.acquire();
+  EXPECT_EQ(CWatchedEnd::s_log, "aRbRcR");
 }
 
 TEST_F(EventLoop, ReadsComeFirstAndRemovalsInARoundLoseNothingElse) {
-  CWatchedEnd objGate(200), objLow(210), objBoth(220), objGone(230), objHighest(240);
-  objGate.Hold(true);
-  objBoth.Hold(true);
-  objGate.RequestEvent(EV_RE);
-  CWatchedEnd::Await(1);
+  CWatchedEnd objFirst('a', 200), objLow('b', 210), objBoth('c', 220), objGone('d', 240);
+  std::unique_lock beforeRound(objFirst.m_gate), inRound(objBoth.m_gate);
+  objFirst.RequestEvent(EV_RE);
+  CWatchedEnd::s_delivered.acquire();
   objLow.RequestEvent(EV_WR);
-  for (CWatchedEnd* pEnd : {&objBoth, &objGone, &objHighest}) pEnd->RequestEvent(EV_RE | EV_WR);
-  EXPECT_EQ(select_highestwatched(), objHighest.GetFileDesc());
-  objGate.Hold(false);
-  CWatchedEnd::Await(2);
+  for (CWatchedEnd* pEnd : {&objBoth, &objGone}) pEnd->RequestEvent(EV_RE | EV_WR);
+  const SInt32 s32Gone = objGone.GetFileDesc();
+  EXPECT_EQ(select_highestwatched(), s32Gone);
+  beforeRound.unlock();
+  CWatchedEnd::s_delivered.acquire();
   objGone.Cleanup();
-  objHighest.Cleanup();
   EXPECT_EQ(select_highestwatched(), objLow.GetFileDesc());
-  objBoth.Hold(false);
-  CWatchedEnd::Await(4);
-  objGate.RequestEvent(EV_RE);
-  EXPECT_EQ(CWatchedEnd::Await(5), (Log{{&objGate, EV_RE},
-                                        {&objBoth, EV_RE},
-                                        {&objLow, EV_WR},
-                                        {&objBoth, EV_WR},
-                                        {&objGate, EV_RE}}));
-}
-
-TEST_F(EventLoop, RearmingDropsWhatIsNoLongerAskedFor) {
-  CWatchedEnd objEnd(200);
-  objEnd.Hold(true);
-  objEnd.RequestEvent(EV_RE | EV_WR);
-  CWatchedEnd::Await(1);
-  objEnd.RequestEvent(EV_RE);
-  objEnd.Hold(false);
-  EXPECT_EQ(CWatchedEnd::Await(2), (Log{{&objEnd, EV_RE}, {&objEnd, EV_RE}}));
-}
-
-TEST_F(EventLoop, CleanupLeavesTheClosingToTheEventThread) {
-  CWatchedEnd objGate(200), objEnd(210);
-  objGate.Hold(true);
-  objGate.RequestEvent(EV_RE);
-  CWatchedEnd::Await(1);
-  objEnd.RequestEvent(EV_RE);
-  objEnd.Cleanup();
-  EXPECT_GE(fcntl(210, F_GETFD), 0);
-  objGate.Hold(false);
-  char byte = 0;
-  EXPECT_LE(read(objEnd.m_s32Peer, &byte, 1), 0);  // blocks until the other end is closed
-
-  objEnd.Open(220);
-  objEnd.Cleanup();  // was never armed
-  EXPECT_EQ(fcntl(220, F_GETFD), -1);
+  EXPECT_GE(fcntl(s32Gone, F_GETFD), 0);  // the event thread closes it
+  inRound.unlock();
+  for (int i = 0; i < 2; ++i) CWatchedEnd::s_delivered.acquire();
+  objFirst.RequestEvent(EV_RE);
+  CWatchedEnd::s_delivered.acquire();
+  EXPECT_EQ(CWatchedEnd::s_log, "aRcRbWcWaR");
 }
 
 TEST_F(EventLoop, IdentifiersWrapAndSkipThoseInUse) {
-  CWatchedEnd objLast(200), objFirst(210), objSecond(220);
-  CWatchedEnd::SetLastUniqueID(9999999);
-  for (CWatchedEnd* pEnd : {&objLast, &objFirst, &objSecond}) pEnd->RequestEvent(EV_RE);
-  EXPECT_EQ(objLast.GetUniqueID(), 10000000U);
-  EXPECT_EQ(objFirst.GetUniqueID(), 1U);
-  objSecond.Cleanup();
-  CWatchedEnd::SetLastUniqueID(10000000);
-  objSecond.Open(220);
-  objSecond.RequestEvent(EV_RE);
-  EXPECT_EQ(objSecond.GetUniqueID(), 2U);
+  CWatchedEnd aEnds[] = {{'a', 200}, {'b', 210}, {'c', 220}};
+  constexpr UInt32 kLastAndNext[][2] = {{9999999, 10000000}, {10000000, 1}, {10000000, 2}};
+  for (size_t i = 0; i < std::size(aEnds); ++i) {
+    CWatchedEnd::s_u32UniqueID = kLastAndNext[i][0];
+    aEnds[i].RequestEvent(EV_RE);
+    CWatchedEnd::s_delivered.acquire();
+    EXPECT_EQ(aEnds[i].GetUniqueID(), kLastAndNext[i][1]);
+  }
 }
 
-TEST_F(EventLoop, TakenOverWatchReachesTheNewOwner) {
-  CWatchedEnd objNew(200), objOld(210);
-  objOld.RequestEvent(EV_RE);
-  CWatchedEnd::Await(1);
-  objNew.TakeOverContext(objOld);
-  EXPECT_EQ(objOld.GetFileDesc(), CEventContext::kInvalidFileDesc);
-  objNew.RequestEvent(EV_RE);
-  EXPECT_EQ(CWatchedEnd::Await(2), (Log{{&objOld, EV_RE}, {&objNew, EV_RE}}));
-}
-
-TEST_F(EventLoop, DescriptorBeyondTheSetsAborts) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  rlimit stLimit{};
-  getrlimit(RLIMIT_NOFILE, &stLimit);
-  stLimit.rlim_cur = stLimit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &stLimit);
-  CWatchedEnd objEnd(1024);
-  EXPECT_DEATH(objEnd.RequestEvent(EV_RE),
-               R"(ev:179: .*`i_pReq->er_handle < \(SInt32\)\(sizeof\(fd_set\) \* 8\)' failed)");
-}
-
-constexpr UInt32 kLoopback = 0x7F000001;
-
-class CCountingSocket : public CUDPSocket {
- public:
-  CCountingSocket() : CUDPSocket(nullptr, kNonBlocking) { EXPECT_EQ(Open(), OS_NoErr); }
-  ~CCountingSocket() override { AutoCleanup(); }
-  std::atomic<UInt32> m_u32Events{0};
-
- private:
-  void ProcessEvent(SInt32) override { ++m_u32Events; }
+struct T_Idle : CTask {
+  SInt64 Run() override { return 0; }
 };
+std::atomic<UInt16> s_aPorts[3];
 
-// Every other loud socket goes while datagrams are on their way, the rest get an event for each
-// arming. An unbound socket, whose descriptor was a loud one's before, is never readable.
-void OpenAndClose(std::atomic<UInt16>* o_pPort) {
+// Every other round's socket goes while datagrams are on their way; the rest get an event for each
+// arming. An unbound socket, whose descriptor was a bound one's before, is never readable.
+void OpenAndClose(size_t i_worker) {
   for (UInt32 u32Round = 0; u32Round < 1000; ++u32Round) {
-    CCountingSocket objQuiet, objLoud;
-    EXPECT_EQ(objLoud.Bind(kLoopback, 0), OS_NoErr);
-    *o_pPort = objLoud.GetLocalPort();
-    objQuiet.RequestEvent(EV_RE);
-    objLoud.RequestEvent(EV_RE);
-    for (UInt32 u32Armed = 1; u32Round % 2 == 0 && u32Armed <= 3; ++u32Armed) {
-      objLoud.SendTo(kLoopback, objLoud.GetLocalPort(), "x", 1);
-      while (objLoud.m_u32Events < u32Armed) sched_yield();
+    T_Idle quietTask, loudTask;  // without a pool they only collect their events
+    CUDPSocket objQuiet(&quietTask, CSocket::kNonBlocking);
+    CUDPSocket objLoud(&loudTask, CSocket::kNonBlocking);
+    for (CUDPSocket* pSocket : {&objQuiet, &objLoud}) EXPECT_EQ(pSocket->Open(), OS_NoErr);
+    EXPECT_EQ(objLoud.Bind(INADDR_LOOPBACK, 0), OS_NoErr);
+    s_aPorts[i_worker] = objLoud.GetLocalPort();
+    for (CUDPSocket* pSocket : {&objQuiet, &objLoud}) pSocket->RequestEvent(EV_RE);
+    for (UInt32 u32Armed = 0; u32Armed < 3; ++u32Armed) {
+      for (const UInt16 u16Port : s_aPorts) objLoud.SendTo(INADDR_LOOPBACK, u16Port, "x", 1);
+      if (u32Round % 2 == 0) continue;
+      while (loudTask.GetEvents() != CTask::kReadEvent) std::this_thread::yield();
       objLoud.RequestEvent(EV_RE);
     }
     objQuiet.Cleanup();
-    EXPECT_EQ(objQuiet.m_u32Events, 0U);
+    EXPECT_EQ(quietTask.GetEvents(), 0U);
   }
 }
 
@@ -157,23 +128,11 @@ auto OpenDescriptors() {
 }
 
 TEST_F(EventLoop, SocketsComeAndGoWhileDatagramsArrive) {
-  CWatchedEnd objEnd(200);
   const auto before = OpenDescriptors();
-  std::array<std::atomic<UInt16>, 3> aPorts{};
-  std::atomic<Bool> bOver{false};
-  std::thread noise([&] {
-    CCountingSocket objSender;
-    for (size_t turn = 0; !bOver; sched_yield())
-      objSender.SendTo(kLoopback, aPorts[++turn % aPorts.size()], "x", 1);
-  });
-  std::array<std::thread, 3> aWorkers;
-  for (size_t i = 0; i < aWorkers.size(); ++i) aWorkers[i] = std::thread(OpenAndClose, &aPorts[i]);
+  std::thread aWorkers[std::size(s_aPorts)];
+  for (size_t i = 0; i < std::size(aWorkers); ++i) aWorkers[i] = std::thread(OpenAndClose, i);
   for (std::thread& refWorker : aWorkers) refWorker.join();
-  bOver = true;
-  noise.join();
-  objEnd.RequestEvent(EV_RE);
-  EXPECT_EQ(CWatchedEnd::Await(1), (Log{{&objEnd, EV_RE}}));
-  while (OpenDescriptors() > before) sched_yield();  // the event thread closes them all
+  while (OpenDescriptors() > before) std::this_thread::yield();  // the event thread closes them all
 }
 
 }  // namespace

@@ -1,187 +1,106 @@
-#include <pthread.h>
-#include <sched.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <array>
-#include <atomic>
-#include <cerrno>
 #include <csignal>
-#include <string>
 #include <thread>
 
 #include "framework/socketutils.h"
 #include "framework/udpsocket.h"
-#include "tests/framework/event_loop.h"
 
 namespace {
 
-constexpr UInt32 kLoopback = 0x7F000001;
 constexpr UInt32 kGroup = 0xE0010203;
 
-class CListeningTask : public CTask {
- public:
-  SInt64 Run() override { return 0; }
-};
-
-class Udp : public testing::Test {
- protected:
-  static void SetUpTestSuite() { StartEventLoop(); }
-  Udp() {
-    for (CUDPSocket* pSocket : {&m_objReceiver, &m_objSender}) EXPECT_EQ(pSocket->Open(), 0);
-    EXPECT_EQ(m_objSender.Bind(kLoopback, 0), 0);
-  }
-  OS_Error Receive() {
-    return m_objReceiver.RecvFrom(&m_u32Addr, &m_u16Port, m_aBytes.data(), 8, &m_u32Length);
-  }
-  std::string Text() {
-    EXPECT_EQ(Receive(), 0);
-    return {m_aBytes.data(), m_u32Length};
-  }
-  OS_Error Send(UInt32 i_u32Addr, const std::string& i_refText) {
-    return m_objSender.SendTo(i_u32Addr, m_objReceiver.GetLocalPort(), i_refText.data(),
-                              static_cast<UInt32>(i_refText.size()));
-  }
-
-  CListeningTask m_objTask;
-  CUDPSocket m_objReceiver{&m_objTask, CSocket::kNonBlocking};
-  CUDPSocket m_objSender{nullptr, CSocket::kDemultiplexed};
-  UInt32 m_u32Addr = 7, m_u32Length = 7;
-  UInt16 m_u16Port = 7;
-  std::array<char, 8> m_aBytes{};
-};
-
-TEST_F(Udp, DatagramSignalsTheTaskAndCarriesItsSource) {
-  ASSERT_EQ(m_objReceiver.Bind(kLoopback, 0), 0);
-  EXPECT_EQ(fcntl(m_objReceiver.GetFileDesc(), F_GETFD), FD_CLOEXEC);
-  EXPECT_EQ(Receive(), EAGAIN);
-  EXPECT_EQ(m_u32Addr + m_u16Port + m_u32Length, 21U);
-  m_objReceiver.RequestEvent(EV_RE);
-  EXPECT_EQ(Send(kLoopback, "longer than 8"), 0);
-  while ((m_objTask.GetEvents() & CTask::kReadEvent) == 0) sched_yield();
-  EXPECT_EQ(Text(), "longer t");
-  EXPECT_EQ(m_u32Addr, kLoopback);
-  EXPECT_EQ(m_u16Port, m_objSender.GetLocalPort());
-}
-
-TEST_F(Udp, TakenPortZeroesTheLocalAddress) {
-  EXPECT_EQ(m_objReceiver.Bind(kLoopback, m_objSender.GetLocalPort()), EADDRINUSE);
-  EXPECT_EQ(m_objReceiver.GetLocalAddr() + m_objReceiver.GetLocalPort(), 0U);
-  m_objSender.Cleanup();
-  EXPECT_EQ(m_objReceiver.Bind(kLoopback, 0), 0);
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(m_objReceiver.Open(), "socket:38: .*`m_s32FileDesc == .*::kInvalidFileDesc' failed");
-}
-
-TEST_F(Udp, GroupIsHeardOnlyWhileJoined) {
-  ASSERT_EQ(m_objReceiver.Bind(INADDR_ANY, 0), 0);
-  for (CUDPSocket* pSocket : {&m_objReceiver, &m_objSender}) {
-    EXPECT_EQ(pSocket->SetMulticastInterface(kLoopback), 0);
+TEST(Udp, DatagramsComeCutAndThoseOfAGroupOnlyWhileJoined) {
+  CUDPSocket receiver(nullptr, CSocket::kNonBlocking), sender(nullptr, CSocket::kDemultiplexed);
+  for (CUDPSocket* pSocket : {&receiver, &sender}) ASSERT_EQ(pSocket->Open(), 0);
+  ASSERT_EQ(sender.Bind(CSocketUtils::ConvertStringToAddr("127.0.0.1"), 0), 0);
+  EXPECT_EQ(receiver.Bind(INADDR_LOOPBACK, sender.GetLocalPort()), EADDRINUSE);
+  EXPECT_EQ(receiver.GetLocalAddr() + receiver.GetLocalPort(), 0U);
+  ASSERT_EQ(receiver.Bind(INADDR_ANY, 0), 0);
+  for (CUDPSocket* pSocket : {&receiver, &sender}) {
+    EXPECT_EQ(pSocket->SetMulticastInterface(INADDR_LOOPBACK), 0);
     EXPECT_EQ(pSocket->SetMulticastLoop(1), 0);
     EXPECT_EQ(pSocket->SetTtl(1), 0);
   }
-  EXPECT_EQ(m_objReceiver.JoinMulticast(kLoopback), EINVAL);
-  ASSERT_EQ(m_objReceiver.JoinMulticast(kGroup), 0);
-  EXPECT_EQ(Send(kGroup, "joined"), 0);
-  EXPECT_EQ(Text(), "joined");
-  ASSERT_EQ(m_objReceiver.LeaveMulticast(kGroup), 0);
-  EXPECT_EQ(Send(kGroup, "left"), 0);
-  EXPECT_EQ(Send(kLoopback, "direct"), 0);
-  EXPECT_EQ(Text(), "direct");
+
+  UInt32 u32Addr = 7, u32Length = 7;
+  UInt16 u16Port = 7;
+  char aBytes[8];
+  const auto receive = [&] {
+    return receiver.RecvFrom(&u32Addr, &u16Port, aBytes, sizeof(aBytes), &u32Length);
+  };
+  EXPECT_EQ(receive(), EAGAIN);
+  EXPECT_EQ(u32Addr + u16Port + u32Length, 21U);
+  EXPECT_EQ(receiver.JoinMulticast(kGroup), 0);
+  EXPECT_EQ(sender.SendTo(kGroup, receiver.GetLocalPort(), "joined for long", 15), 0);
+  EXPECT_EQ(receive(), 0);
+  EXPECT_EQ(std::string(aBytes, u32Length), "joined f");
+  EXPECT_EQ(u32Addr, INADDR_LOOPBACK);
+  EXPECT_EQ(std::to_string(u16Port), sender.GetLocalPortStr()->m_pPtr);
+  EXPECT_EQ(receiver.LeaveMulticast(kGroup), 0);
+  EXPECT_EQ(sender.SendTo(kGroup, receiver.GetLocalPort(), "left", 4), 0);
+  EXPECT_EQ(receive(), EAGAIN);
 }
 
-TEST_F(Udp, BoundSocketFindsItsTexts) {
+TEST(SocketUtils, TableAndConversionsKnowTheLoopback) {
   CSocketUtils::Initialize(false);
-  EXPECT_EQ(CSocketUtils::GetIPAddr(0) == kLoopback, CSocketUtils::GetNumIPAddrs() == 1);
-  EXPECT_STREQ(m_objSender.GetLocalAddrStr()->m_pPtr, "127.0.0.1");
-  EXPECT_STREQ(m_objSender.GetLocalDNSStr()->m_pPtr, "127.0.0.1");
-  const CPLString* const pPort = m_objSender.GetLocalPortStr();
-  EXPECT_EQ(std::string(pPort->m_pPtr, pPort->m_u32Len),
-            std::to_string(m_objSender.GetLocalPort()));
+  EXPECT_EQ(CSocketUtils::GetIPAddr(0) == INADDR_LOOPBACK, CSocketUtils::GetNumIPAddrs() == 1);
+  EXPECT_STREQ(CSocketUtils::FindIPAddrStr(INADDR_LOOPBACK)->m_pPtr, "127.0.0.1");
+  for (const UInt32 u32Last : {0xDFFFFFFFU, 0xEFFFFFFFU})
+    EXPECT_NE(CSocketUtils::IsMulticastIPAddr(u32Last),
+              CSocketUtils::IsMulticastIPAddr(u32Last + 1));
 }
 
-TEST(SocketUtils, MulticastIsTheRangeFrom224To239) {
-  for (const auto& [pText, bMulticast] : {std::pair("224.0.0.1", true),
-                                          {"239.255.255.255", true},
-                                          {"223.255.255.255", false},
-                                          {"240.0.0.0", false},
-                                          {"127.0.0.1", false}})
-    EXPECT_EQ(CSocketUtils::IsMulticastIPAddr(CSocketUtils::ConvertStringToAddr(pText)),
-              bMulticast);
-}
-
-class Stream : public testing::Test {
- protected:
-  Stream() {
-    SInt32 aEnds[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, aEnds), 0);
-    m_objSocket.AdoptConnected(aEnds[0]);
-    m_s32Peer = aEnds[1];
+struct T_Stream {
+  T_Stream() {
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, m_aEnds), 0);
+    m_objSocket.InitNonBlocking(m_aEnds[0]);
   }
-  ~Stream() override { close(m_s32Peer); }
+  ~T_Stream() { close(m_aEnds[1]); }
   OS_Error Read() { return m_objSocket.Read(m_aBuffer, sizeof(m_aBuffer), &m_u32Count); }
   OS_Error Send() { return m_objSocket.Send(m_aBuffer, sizeof(m_aBuffer), &m_u32Count); }
   OS_Error WriteV() { return m_objSocket.WriteV(m_aPieces, 2, &m_u32Count); }
 
-  CSocket m_objSocket{nullptr, 0};
-  SInt32 m_s32Peer = -1;
+  CSocket m_objSocket{nullptr, CSocket::kConnected};
+  SInt32 m_aEnds[2];
   UInt32 m_u32Count = 7;
   char m_aBuffer[4] = {'a', 'b', 'c', 'd'};
   iovec m_aPieces[2] = {{&m_aBuffer[2], 2}, {&m_aBuffer[0], 2}};
 };
 
-TEST_F(Stream, PeersEndIsNotConnectedFromThenOn) {
-  EXPECT_EQ(WriteV(), 0);
-  EXPECT_EQ(read(m_s32Peer, m_aBuffer, 4), 4);
-  EXPECT_EQ(std::string(m_aBuffer, 4), "cdab");
-  EXPECT_EQ(shutdown(m_s32Peer, SHUT_WR), 0);
-  m_u32Count = 7;
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(Read(), ENOTCONN);
-  EXPECT_EQ(Send(), ENOTCONN);
-  EXPECT_EQ(WriteV(), ENOTCONN);
-  EXPECT_EQ(m_u32Count, 7U);
-}
-
-TEST_F(Stream, BrokenPipeIsAnErrorAndNoSignal) {
-  EXPECT_EQ(shutdown(m_s32Peer, SHUT_RD), 0);
-  CSocket objSame(nullptr, 0);
-  objSame.AdoptConnected(dup(m_objSocket.GetFileDesc()));
-  EXPECT_EQ(objSame.Send(m_aBuffer, 1, &m_u32Count), EPIPE);
-  EXPECT_EQ(WriteV(), EPIPE);
-  EXPECT_EQ(Send(), ENOTCONN);
-}
-
-TEST_F(Stream, WouldBlockKeepsTheConnection) {
-  CSocket objSame(nullptr, CSocket::kNonBlocking);
-  objSame.AdoptConnected(dup(m_objSocket.GetFileDesc()));
-  EXPECT_EQ(Read(), EAGAIN);
-  while (Send() == 0) EXPECT_GT(m_u32Count, 0U);
-  EXPECT_EQ(Send(), EAGAIN);
-  EXPECT_EQ(write(m_s32Peer, "x", 1), 1);
-  EXPECT_EQ(Read(), 0);
+TEST(Stream, AnEndOnEitherSideIsNotConnectedFromThenOn) {
+  for (const auto pCall : {&T_Stream::Read, &T_Stream::Send, &T_Stream::WriteV}) {
+    T_Stream stream;
+    shutdown(stream.m_aEnds[1], SHUT_RDWR);
+    EXPECT_EQ((stream.*pCall)(), pCall == &T_Stream::Read ? ENOTCONN : EPIPE);
+    for (const auto pLater : {&T_Stream::Read, &T_Stream::Send, &T_Stream::WriteV})
+      EXPECT_EQ((stream.*pLater)(), ENOTCONN);
+  }
 }
 
 std::atomic<UInt32> s_u32Interruptions{0};
 
-TEST_F(Stream, SignalDoesNotEndARead) {
+TEST(Stream, NeitherWouldBlockNorASignalEndsTheConnection) {
+  T_Stream stream;
+  EXPECT_EQ(stream.WriteV(), 0);
+  EXPECT_EQ(read(stream.m_aEnds[1], stream.m_aBuffer, 4), 4);
+  EXPECT_EQ(std::string(stream.m_aBuffer, 4), "cdab");
+  EXPECT_EQ(stream.Read(), EAGAIN);
+  while (stream.Send() == 0) EXPECT_GT(stream.m_u32Count, 0U);
+  EXPECT_EQ(stream.Send(), EAGAIN);
+
+  fcntl(stream.m_objSocket.GetFileDesc(), F_SETFL, 0);
   struct sigaction stAction {};
   stAction.sa_handler = [](int) { ++s_u32Interruptions; };
   ASSERT_EQ(sigaction(SIGUSR1, &stAction, nullptr), 0);
-  std::thread reader([&] { EXPECT_EQ(Read(), 0); });
-  while (s_u32Interruptions < 50) {
+  std::thread reader([&] { EXPECT_EQ(stream.Read(), 0); });
+  for (; s_u32Interruptions < 50; std::this_thread::yield())
     pthread_kill(reader.native_handle(), SIGUSR1);
-    sched_yield();
-  }
-  EXPECT_EQ(write(m_s32Peer, "x", 1), 1);
+  EXPECT_EQ(write(stream.m_aEnds[1], "x", 1), 1);
   reader.join();
-  EXPECT_EQ(m_u32Count, 1U);
-}
-
-TEST(Socket, OptionsReachTheKernel) {
-  CSocket objSocket(nullptr, 0);
-  ASSERT_EQ(objSocket.Open(SOCK_STREAM), 0);
-  objSocket.NoDelay();
-  objSocket.KeepAlive();
-  EXPECT_EQ(objSocket.SetSocketRcvBufSize(8192), 0);
-  EXPECT_EQ(objSocket.GetSocketRcvBufSize(), 2 * 8192);
+  EXPECT_EQ(stream.m_u32Count, 1U);
 }
 
 }  // namespace

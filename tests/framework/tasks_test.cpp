@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <deque>
 #include <functional>
@@ -7,29 +6,30 @@
 #include <thread>
 
 #include "framework/clock.h"
+#include "framework/ev.h"
 #include "framework/taskpool.h"
 #include "framework/timeouttask.h"
 
 namespace {
 
 using ::testing::ElementsAre;
-using EventFlags = CTask::EventFlags;
 
 // Runs a script, keeps what each run got, and lets the test wait for runs.
 struct T_Scripted : CIdleTask {
   using Script = std::function<SInt64(T_Scripted*, EventFlags)>;
   explicit T_Scripted(Script i_script = [](auto*, auto) { return 0; })
-      : m_script(std::move(i_script)) {}
+      : m_script(std::move(i_script)) {
+    CThread::Initialize(0x180000);
+    CTimeoutTask::Initialize(100);
+    CIdleTask::Initialize();
+  }
   SInt64 Run() override {
-    const EventFlags eEvents = GetEvents();
-    m_vecEvents.push_back(eEvents);
+    m_vecEvents.push_back(GetEvents());
     m_s64RanAt = CTime::Milliseconds();
-    const SInt64 s64Result = m_script(this, eEvents);
+    const SInt64 s64Result = m_script(this, m_vecEvents.back());
     m_ran.release();
     return s64Result;
   }
-  const char* Name() const { return m_szTaskName; }
-
   Script m_script;
   std::vector<EventFlags> m_vecEvents;
   SInt64 m_s64RanAt = 0;
@@ -42,72 +42,41 @@ struct T_Threads {
   ~T_Threads() { CTaskThreadPool::RemoveThreads(); }
 };
 
-TEST(Tasks, TwoSignalsBeforeTheRunMeanOneRun) {
-  std::binary_semaphore gate(0);
-  T_Scripted blocker([&](auto*, auto) { return gate.acquire(), 0; }), task, last;
-  const T_Threads threads(1);
-  blocker.Signal(CTask::kStartEvent);
-  task.Signal(CTask::kReadEvent);
-  task.Signal(CTask::kWriteEvent);
-  last.Signal(CTask::kStartEvent);
-  gate.release();
-  last.m_ran.acquire();
-  EXPECT_THAT(task.m_vecEvents, ElementsAre(CTask::kReadEvent | CTask::kWriteEvent));
-}
-
-TEST(Tasks, SignalDuringTheRunRunsItAgainOnTheSameThread) {
-  std::vector<CThread*> seen;
-  T_Scripted task([&](T_Scripted* i_pTask, EventFlags e) {
-    seen.push_back(CThread::GetCurrent());
-    if (e == CTask::kStartEvent) i_pTask->Signal(CTask::kWriteEvent);
-    return 0;
+TEST(Tasks, RunAgainForSignalsOfARunAndNotBeforeTheTimeAskedFor) {
+  T_Scripted task([](T_Scripted* i_pTask, CTask::EventFlags e) {
+    if (e == CTask::kStartEvent)
+      for (const auto more : {CTask::kReadEvent, CTask::kWriteEvent}) i_pTask->Signal(more);
+    if (e == (CTask::kReadEvent | CTask::kWriteEvent)) i_pTask->Signal(CTask::kReadEvent);
+    return e == (CTask::kReadEvent | CTask::kWriteEvent) ? 60 : 0;
   });
   const T_Threads threads(4);
-  task.Signal(CTask::kStartEvent);
-  for (int i = 0; i < 2; ++i) task.m_ran.acquire();
-  EXPECT_THAT(task.m_vecEvents, ElementsAre(CTask::kStartEvent, CTask::kWriteEvent));
-  EXPECT_EQ(seen.front(), seen.back());
-}
-
-TEST(Tasks, PositiveResultWakesWithIdleEventAndNoSignalBringsItForward) {
-  T_Scripted task([](T_Scripted* i_pTask, EventFlags e) {
-    if (e != CTask::kStartEvent) return 0;
-    i_pTask->Signal(CTask::kReadEvent);
-    return 60;
-  });
-  const T_Threads threads(2);
   const SInt64 s64Start = CTime::Milliseconds();
   task.Signal(CTask::kStartEvent);
-  for (int i = 0; i < 2; ++i) task.m_ran.acquire();
+  for (int i = 0; i < 3; ++i) task.m_ran.acquire();
   EXPECT_THAT(task.m_vecEvents,
-              ElementsAre(CTask::kStartEvent, CTask::kReadEvent | CTask::kIdleEvent));
+              ElementsAre(CTask::kStartEvent, CTask::kReadEvent | CTask::kWriteEvent,
+                          CTask::kReadEvent | CTask::kIdleEvent));
   EXPECT_GE(task.m_s64RanAt - s64Start, 60);
 }
 
-TEST(Tasks, NegativeResultDeletesTheTaskWhichThenIgnoresSignals) {
-  std::binary_semaphore gone(0);
-  struct T_Last : T_Scripted {
-    explicit T_Last(std::binary_semaphore* o_pGone) : m_pGone(o_pGone) {}
-    SInt64 Run() override { return GetEvents() == kKillEvent ? -1 : 0; }
-    ~T_Last() override {
-      EXPECT_STREQ(Name(), "Dive_CIdleTask");
-      Signal(kStartEvent);
-      EXPECT_EQ(GetEvents(), 0u);
-      m_pGone->release();
-    }
-    std::binary_semaphore* m_pGone;
-  };
-  const T_Threads threads(1);
-  (new T_Last(&gone))->Signal(CTask::kKillEvent);
-  gone.acquire();
-}
+std::binary_semaphore s_gone(0);
 
-TEST(Tasks, NamesAreMarkedLiveAndCut) {
-  T_Scripted task;
-  const std::string name(60, 'n');
-  task.SetTaskName(name.c_str());
-  task.SetTaskName(nullptr);
-  EXPECT_EQ(task.Name(), "live_" + name.substr(0, 42));
+struct T_Last : T_Scripted {
+  SInt64 Run() override { return -1; }
+  ~T_Last() override {
+    EXPECT_EQ(m_szTaskName, "Dive_" + std::string(42, 'n'));
+    Signal(kStartEvent);
+    EXPECT_EQ(GetEvents(), kKillEvent);
+    s_gone.release();
+  }
+};
+
+TEST(Tasks, NegativeResultDeletesTheTaskWhichThenIgnoresSignals) {
+  auto* const pTask = new T_Last;
+  pTask->SetTaskName(std::string(60, 'n').c_str());
+  const T_Threads threads(1);
+  pTask->Signal(CTask::kKillEvent);
+  s_gone.acquire();
 }
 
 // One task signals itself, one wakes every millisecond, all are signalled from outside while the
@@ -123,11 +92,10 @@ TEST(Tasks, NoSignalReachesAThreadThatIsBeingRemoved) {
         return i == 1 ? 1 : 0;
       });
     CTaskThreadPool::AddThreads(4);
-    std::thread signallers[3];
-    for (std::thread& signaller : signallers)
-      signaller = std::thread([&] {
-        for (T_Scripted& task : tasks) task.Signal(CTask::kReadEvent);
-      });
+    const auto signalAll = [&] {
+      for (T_Scripted& task : tasks) task.Signal(CTask::kReadEvent);
+    };
+    std::thread signallers[] = {std::thread(signalAll), std::thread(signalAll)};
     while (runs < u32Round) sched_yield();
     CTaskThreadPool::RemoveThreads();
     const UInt32 u32Runs = runs;
@@ -137,58 +105,58 @@ TEST(Tasks, NoSignalReachesAThreadThatIsBeingRemoved) {
 }
 
 TEST(IdleTimer, FiresOnceAtItsFirstDeadlineUnlessCancelled) {
-  T_Scripted distant, cancelled, alarm, later;
+  T_Scripted cancelled, alarm, later;
   const T_Threads threads(1);
   const SInt64 s64Start = CTime::Milliseconds();
-  distant.SetIdleTimer(SInt64{1} << 40);
   cancelled.SetIdleTimer(50);
   cancelled.CancelTimeout();
-  alarm.SetIdleTimer(80);
-  alarm.SetIdleTimer(10);
+  for (const SInt64 s64Ms : {80, 10}) alarm.SetIdleTimer(s64Ms);
   later.SetIdleTimer(120);
-  alarm.m_ran.acquire();
-  EXPECT_GE(alarm.m_s64RanAt - s64Start, 80);
-  alarm.CancelTimeout();
   later.m_ran.acquire();
+  alarm.CancelTimeout();
+  EXPECT_GE(alarm.m_s64RanAt - s64Start, 80);
   EXPECT_THAT(alarm.m_vecEvents, ElementsAre(CTask::kIdleEvent));
-  EXPECT_EQ(cancelled.m_vecEvents.size() + distant.m_vecEvents.size(), 0u);
+  EXPECT_TRUE(cancelled.m_vecEvents.empty());
 }
 
-struct T_Scanner : CTimeoutTask {
+struct T_Timeouts : CTimeoutTask {
   static SInt64 Scan() { return s_pThread.load()->Run(); }
 };
 
-// Without a pool signals only record their flags.
-TEST(TimeoutScan, SignalsAnExpiredRecordsTaskUntilItIsSetAgain) {
+// Without a pool signals only record their flags, and nobody but the test runs the scan.
+TEST(TimeoutScan, SignalsWhatHasExpiredAndWaitsRecordByRecord) {
   T_Scripted listener;
-  CTimeoutTask sentinel(nullptr, -1, CTask::kTimeoutEvent);
-  {
-    CTimeoutTask record(&listener, -1, CTask::kTimeoutEvent);
-    for (int scan = 0; scan < 2; ++scan) {
-      EXPECT_EQ(T_Scanner::Scan(), 1000);
-      EXPECT_EQ(listener.GetEvents(), CTask::kTimeoutEvent);
-    }
-    for (const SInt64 s64Ms : {60000, 0}) {
-      record.SetTimeout(s64Ms);
-      T_Scanner::Scan();
-    }
-    EXPECT_EQ(listener.GetEvents(), 0u);
-    record.SetTimeout(-1);
+  std::deque<CTimeoutTask> records;
+  for (CTask* pTask : {static_cast<CTask*>(nullptr), static_cast<CTask*>(&listener)})
+    records.emplace_back(pTask, -1, CTask::kTimeoutEvent);
+  for (int scan = 0; scan < 2; ++scan) {
+    EXPECT_EQ(T_Timeouts::Scan(), 1000);
+    EXPECT_EQ(listener.GetEvents(), CTask::kTimeoutEvent);
   }
-  T_Scanner::Scan();
+  records.back().SetTimeout(0);
+  for (const SInt64 s64Ms : {1200, 900, 1500})
+    records.emplace_back(&listener, s64Ms, CTask::kTimeoutEvent);
+  const SInt64 s64Wait = T_Timeouts::Scan();
+  EXPECT_GE(s64Wait, records.back().GetTimeToTimeout() + 1000);
   EXPECT_EQ(listener.GetEvents(), 0u);
 }
 
-TEST(TimeoutScan, WaitFollowsTheRecordsOneByOne) {
-  CTimeoutTask disabled(nullptr, 0, CTask::kTimeoutEvent);
-  CTimeoutTask longer(nullptr, 1200, CTask::kTimeoutEvent);
-  EXPECT_EQ(T_Scanner::Scan(), 1000);
-  CTimeoutTask shorter(nullptr, 900, CTask::kTimeoutEvent);
-  CTimeoutTask last(nullptr, 1500, CTask::kTimeoutEvent);
-  const SInt64 s64Most = last.GetTimeToTimeout() + 1000;
-  const SInt64 s64Wait = T_Scanner::Scan();
-  EXPECT_LE(s64Wait, s64Most);
-  EXPECT_GE(s64Wait, last.GetTimeToTimeout() + 1000);
+TEST(Misuse, AbortsWithItsLine) {
+  using ::testing::HasSubstr;
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  CMutex mutex;
+  EXPECT_DEATH(mutex.RecursiveUnlock(),
+               HasSubstr("framework_core_test: mutex:54: void CMutex::RecursiveUnlock(): "
+                         "Assertion `pthread_self() == m_stHolder' failed.\n"));
+  CQueue first, second;
+  CQueueElem elem;
+  first.EnQueue(&elem);
+  EXPECT_DEATH(second.EnQueue(&elem), HasSubstr("queue:19: void CQueue::EnQueue(CQueueElem*): "
+                                                "Assertion `i_pElem->m_pQueue == NULL'"));
+  first.Remove(&elem);
+  eventreq stReq{1, 1024, 7, 0, 0, 0, EV_RE};  // a descriptor beyond the sets
+  EXPECT_DEATH(select_modwatch(&stReq, EV_RE),
+               HasSubstr("ev:179: SInt32 select_modwatch(eventreq*, SInt32)"));
 }
 
 }  // namespace

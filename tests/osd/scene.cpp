@@ -1,6 +1,5 @@
 #include "tests/osd/scene.h"
 
-#include <cstdlib>
 #include <filesystem>
 
 #include "daemon/common/bus.h"
@@ -33,23 +32,21 @@ const testing::Environment* const s_pDeviceRoot =
 
 }  // namespace
 
-void PutLine(T_DispRecord& io_record, UInt32 i_u32Line, const std::string& i_text) {
-  char* const pLine = io_record.m_aText[i_u32Line];
-  pLine[i_text.copy(pLine, T_DispRecord::kLineChars)] = '\0';
+void AddLine(T_DispRecord& io_record, const std::string& i_text) {
+  i_text.copy(io_record.m_aText[io_record.m_u16Line++], T_DispRecord::kLineChars);
 }
 
 T_DispRecord Text(UInt32 i_u32Seq, const std::string& i_text, UInt32 i_u32Position, UInt32 i_u32X,
                   UInt32 i_u32Y) {
   T_DispRecord record{};
   record.m_u32Source = 9;
-  record.m_u32Mask = kMaskPosition | kMaskFontSize | kMaskTextColour | kMaskBackground | kMaskText;
+  record.m_u32Mask = 0x1F;
   record.m_u16Seq = static_cast<UInt16>(i_u32Seq);
   record.m_u16Time = T_DispRecord::kTimedSeconds;
   record.m_u32Position = i_u32Position;
   record.m_u32X = i_u32X;
   record.m_u32Y = i_u32Y;
-  record.m_u16Line = 1;
-  PutLine(record, 0, i_text);
+  AddLine(record, i_text);
   record.m_u16FontSize = 64;
   record.m_u32TextColour = 0xFFFFFFFF;
   record.m_u32Background = 0x3F616161;
@@ -62,9 +59,14 @@ T_ModuleMsg Message(UInt32 i_u32MsgNo, const std::vector<UInt32>& i_words) {
   return msg;
 }
 
-T_ModuleMsg RecordMessage(UInt32 i_u32MsgNo, T_DispRecord* i_pRecord, UInt32 i_u32Type) {
-  T_ModuleMsg msg = Message(i_u32MsgNo);
-  msg.m_u32MsgType = i_u32Type;
-  msg.PutBlock(i_pRecord);
-  return msg;
+testing::AssertionResult Shows(const std::vector<T_DispRecord>& i_items, char i_digit,
+                               UInt32 i_u32W, UInt32 i_u32H) {
+  T_Picture picture{3, 4, i_u32W, i_u32H};
+  for (const T_DispRecord& item : i_items)
+    DrawItem(item, SystemPath("/usr/share/fonts/monos.ttf"), &picture);
+  return IsShown(picture, SystemPath("/dev/fb") + i_digit);
+}
+
+int Refreshes(char i_digit) {
+  return static_cast<UInt8>(ReadFile(SystemPath("/dev/fb") + i_digit).at(48)) / 2;
 }

@@ -1,4 +1,5 @@
-#include <gtest/gtest.h>
+#include <tuple>
+#include <utility>
 
 #include "tests/log_capture.h"
 #include "tests/protocol/datagram.h"
@@ -9,7 +10,7 @@ using Lines = std::vector<std::string>;
 
 // What PrintMsg writes about a received message.
 Lines TraceOf(UInt32 i_u32Id, const Bytes& i_body) {
-  const T_Parsed parsed = Parse(T_Wire{.m_u32Id = i_u32Id, .m_body = i_body}.Datagram());
+  const T_Parsed parsed = Parse(Datagram(7, i_u32Id, i_body));
   EXPECT_EQ(parsed.m_eResult, kCmdSuccess) << i_u32Id;
   CLogCapture log;
   CAPIParser::PrintMsg(i_u32Id, kMainCtl, &parsed.m_params);
@@ -51,9 +52,9 @@ TEST(Trace, EachMessageHasItsLine) {
       {kMsgMppQueryResAckExt, {1, 0, 0, 0, 5, 6, 7, 8, 9, 10, 11, 12, 1, 2}, "INFO res_query_res_ext[MainCtl]: vout<0x605> seq<1> res<2055x2569:RGB444>"},
       {kMsgMppDispStatusChg, {1, 2, 1, 2, 3, 0, 0xA, 0xB, 0xC}, "INFO cmd_disp_chg[MainCtl]: vout<0x201> bConnected<1> edidLen<3>"},
       {kMsgMppDispStatusChg, {1, 2, 1, 1, 3, 0, 0xA, 0xB, 0xC}, "INFO cmd_disp_chg[MainCtl]: vout<0x201> bConnected<1> edidLen<0>"},
-      {kMsgOsdGuideShow, Cat(Put(Counting(4), 2, 4), "ab?"), "INFO cmd_osd_guide[MainCtl]: osdOut<0x201> osdSeq<0x403> pathLen<2> path<ab>"},
-      {kMsgOsdGuideShow, Cat(Put(Counting(4), 1, 4), "ab?"), "INFO cmd_osd_guide[MainCtl]: osdOut<0x201> osdSeq<0x403> pathLen<0> path<>"},
-      {kMsgOsdDispImage, Cat(Put(Counting(4), 3, 4), "a/b1234567890"),
+      {kMsgOsdGuideShow, Cat({1, 2, 3, 4, 2, 0, 0, 0}, "ab?"), "INFO cmd_osd_guide[MainCtl]: osdOut<0x201> osdSeq<0x403> pathLen<2> path<ab>"},
+      {kMsgOsdGuideShow, Cat({1, 2, 3, 4, 1, 0, 0, 0}, "ab?"), "INFO cmd_osd_guide[MainCtl]: osdOut<0x201> osdSeq<0x403> pathLen<0> path<>"},
+      {kMsgOsdDispImage, Cat({1, 2, 3, 4, 3, 0, 0, 0}, "a/b1234567890"),
        "INFO cmd_osd_image_show[MainCtl]: voutSeq<0x201> osdSeq<0x403> x<12849> y<13363> width<13877> height<14391> opacity<0x3039> strlen<3> path<a/b>"},
       {kMsgOsdStringShow, Cat({1, 2, 3, 4, 0x30, 0, 0, 0, 8, 9, 0, 10, 0, 11, 1, 0, 0, 0, 2, 0, 0, 0, 5, 0}, "hello!"),
        "INFO cmd_osd_str_show[MainCtl]: voutSeq<0x201> osdSeq<0x403> flag<0x30> align<8> x<9> y<10> fsize<11> fcolor<0x1> bground<0x2> strlen<5> str<hello>"},
@@ -72,7 +73,7 @@ TEST(Trace, ABatchHasOneMoreLinePerEntryUnlessRefused) {
                    "INFO show[0]: vinSeq<0x5-0x4> pos<1798:2312:2826:3340>",
                    "INFO show[1]: vinSeq<0xf-0xe> pos<4368:4882:5396:5910>"}));
   body[2] = 255;
-  const T_Parsed refused = Parse(T_Wire{.m_u32Id = kMsgMppBatchShow, .m_body = body}.Datagram());
+  const T_Parsed refused = Parse(Datagram(7, kMsgMppBatchShow, body));
   ASSERT_EQ(refused.m_eResult, kCmdBody);
   CLogCapture log;
   CAPIParser::PrintMsg(kMsgMppBatchShow, kMainCtl, &refused.m_params);
@@ -81,13 +82,12 @@ TEST(Trace, ABatchHasOneMoreLinePerEntryUnlessRefused) {
 
 TEST(Trace, MessagesWithoutAFormatLeaveAWarning) {
   const Lines warning{"WARN CAPIParser PrintMsg fail, ID is undefine"};
-  EXPECT_EQ(TraceOf(kMsgOsdDeInit, Counting(24)), warning);
-  for (UInt32 u32Id = ERR_RES_MSG_MAGIC_NUM; u32Id <= ERR_RES_MSG_PARAM_LEN; ++u32Id)
-    EXPECT_EQ(TraceOf(u32Id, Counting(12)), warning);
+  for (UInt32 u32Id : {kMsgOsdDeInit, ERR_RES_MSG_MAGIC_NUM, ERR_RES_MSG_PARAM_LEN})
+    EXPECT_EQ(TraceOf(u32Id, Counting(24)), warning);
   CLogCapture log;
-  const T_MsgParams empty;
-  CAPIParser::PrintMsg(0x00020007, kMainCtl, &empty);
-  EXPECT_EQ(log.Take(), warning);
-  CAPIParser::PrintMsg(kMsgOsdInit, kMainCtl, &empty);
-  EXPECT_EQ(log.Take(), warning) << "no record";
+  for (UInt32 u32Id : {0x00020007u, static_cast<UInt32>(kMsgOsdInit)}) {
+    const T_MsgParams empty;
+    CAPIParser::PrintMsg(u32Id, kMainCtl, &empty);
+    EXPECT_EQ(log.Take(), warning) << u32Id;
+  }
 }

@@ -1,29 +1,17 @@
 // The real daemon as a child process on a device root of its own, and what it leaves there: its
-// output, its log, and the files of its layers, read by their offsets alone.
+// output, its log, and the files of its layers.
 #pragma once
 
 #include <sys/types.h>
 
 #include <csignal>
-#include <functional>
 #include <memory>
 
+#include "tests/picture.h"
 #include "tests/system/peer.h"
 
-// Whether i_holds becomes true in time.
-bool Eventually(const std::function<bool()>& i_holds);
-std::string ReadFile(const std::string& i_path);
 // The exit code of a child, negative the signal that ended it, -1000 when it does not end.
 SInt32 AwaitExit(pid_t i_pid);
-
-// What a layer's file must hold once it was set up. Pixels row by row without padding.
-struct T_Picture {
-  SInt32 m_s32X = 0;
-  SInt32 m_s32Y = 0;
-  UInt32 m_u32W = 0;
-  UInt32 m_u32H = 0;
-  std::vector<UInt32> m_pixels = std::vector<UInt32>(size_t{m_u32W} * m_u32H);
-};
 
 // A fresh device root; removed at the end, when no process may have left a sanitizer's report.
 class CDeviceRoot {
@@ -37,9 +25,17 @@ class CDeviceRoot {
   // The log's lines without their time: "PRIORITY text --[source:line]".
   std::vector<std::string> Log() const;
   // Waits for a line whose text ends with i_text.
-  bool Logs(const std::string& i_text) const;
-  // Waits until the file of layer i_s32Layer holds i_picture, byte for byte.
-  testing::AssertionResult Shows(SInt32 i_s32Layer, const T_Picture& i_picture) const;
+  bool Logs(const std::string& i_text) const {
+    const std::string end = i_text + " --[";
+    const std::string log = Path("/var/log/osdsrv.log");
+    return Eventually([&] { return ReadFile(log).find(end) != std::string::npos; });
+  }
+  // Waits until the file of layer i_s32Layer holds i_picture.
+  testing::AssertionResult Shows(SInt32 i_s32Layer, const T_Picture& i_picture) const {
+    const std::string file = Path("/dev/fb" + std::to_string(i_s32Layer));
+    Eventually([&] { return bool{IsShown(i_picture, file)}; });
+    return IsShown(i_picture, file);
+  }
   // The process id in the pid file; 0 without one.
   pid_t PidInFile() const { return std::atoi(ReadFile(Path("/var/run/osd.pid")).c_str()); }
 
@@ -51,7 +47,7 @@ class CDaemon {
  public:
   // Starts it on i_root, which outlives it; killed at the end if it still runs.
   explicit CDaemon(const CDeviceRoot& i_root, const char* i_pOption = nullptr);
-  ~CDaemon() { Stop(9); }
+  ~CDaemon() { Stop(SIGKILL); }
   CDaemon(const CDaemon&) = delete;
   CDaemon& operator=(const CDaemon&) = delete;
 
@@ -73,8 +69,7 @@ class CServedTest : public testing::Test {
     s_pRoot = std::make_unique<CDeviceRoot>();
     s_pDaemon = std::make_unique<CDaemon>(*s_pRoot);
     s_pPeer = std::make_unique<CPeer>(9635);
-    s_u32Replies = s_pPeer->AwaitAnswer();
-    ASSERT_GT(s_u32Replies, 0U);
+    EXPECT_EQ(s_pPeer->AwaitAnswer(), 1U) << "the daemon numbers what it sends from 0";
   }
   static void TearDownTestSuite() {
     EXPECT_EQ(s_pDaemon->Stop(SIGTERM), 0);
@@ -88,6 +83,4 @@ class CServedTest : public testing::Test {
   static inline std::unique_ptr<CDeviceRoot> s_pRoot;
   static inline std::unique_ptr<CDaemon> s_pDaemon;
   static inline std::unique_ptr<CPeer> s_pPeer;
-  // How many datagrams the daemon sent, and so the number of the next one.
-  static inline UInt32 s_u32Replies = 0;
 };

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,16 @@ enum : UInt32 {
   kInit = 0x1FFFE,
   kDeInit = 0x1FFFF
 };
+
+// Whether i_holds becomes true in time.
+inline bool Eventually(const std::function<bool()>& i_holds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!i_holds()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    poll(nullptr, 0, 5);
+  }
+  return true;
+}
 
 // The fields in the order given, little-endian, without padding.
 template <class... T>
@@ -97,32 +108,24 @@ class CPeer {
     datagram.resize(length < 0 ? 0 : static_cast<size_t>(length));
     return datagram;
   }
-  // Sends a request and takes what comes up to its ACK. The number of datagrams that came; 0
-  // without an ACK.
+  // Sends a request and takes what comes up to its ACK. The number that the daemon's next datagram
+  // will have; 0 without an ACK.
   UInt32 Request(UInt32 i_u32Id, const Bytes& i_body, SInt32 i_s32Ms = 10000) {
     const Bytes sought = Pack(NextSeq(), i_u32Id);
     Send(Datagram(m_u32Seq - 1, i_u32Id, i_body));
-    UInt32 u32Replies = 1;
-    for (; !(m_last = Await(i_s32Ms)).empty(); ++u32Replies)
-      if (m_last.size() == 26 && std::equal(sought.begin(), sought.end(), m_last.begin() + 18))
-        return u32Replies;
+    for (Bytes reply; !(reply = Await(i_s32Ms)).empty();)
+      if (reply.size() == 26 && std::equal(sought.begin(), sought.end(), reply.begin() + 18))
+        return reply[8] + reply[9] * 256U + 1;
     return 0;
   }
   // Asks for what changes nothing until the daemon answers; as Request.
   UInt32 AwaitAnswer() {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    UInt32 u32Replies = 0;
-    while (u32Replies == 0 && std::chrono::steady_clock::now() < end) {
-      u32Replies = Request(kCalibrate, {2}, 1000);
-      if (u32Replies == 0) poll(nullptr, 0, 25);
-    }
-    return u32Replies;
+    UInt32 u32Next = 0;
+    Eventually([&] { return (u32Next = Request(kCalibrate, {2}, 2000)) > 0; });
+    return u32Next;
   }
-  // The number of the reply that came last.
-  UInt32 LastReplySeq() const { return m_last.at(8) + m_last.at(9) * 256U; }
 
  private:
   int m_s32Fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   UInt32 m_u32Seq;
-  Bytes m_last;
 };
