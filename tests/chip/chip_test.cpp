@@ -9,8 +9,11 @@ class CRun {
  public:
   explicit CRun(const char* i_pOption) : m_daemon(m_root, i_pOption) {
     // A request before the port is bound would be lost, and would count on the way back.
-    Eventually([] { return ReadFile("/proc/net/udp").find(":25A4 ") != std::string::npos; });
-    Play();
+    EXPECT_TRUE(Eventually([] {
+      return ReadFile("/proc/net/udp").find(":25A4 00000000:0000 ") != std::string::npos;
+    }));
+    CPeer peer{9635};
+    Play(peer);
     EXPECT_EQ(m_root.PidInFile(), m_daemon.Pid());
     EXPECT_EQ(m_daemon.Stop(SIGTERM), 0);
     EXPECT_EQ(m_daemon.Err(), "");
@@ -24,7 +27,8 @@ class CRun {
   std::vector<std::string> m_layers, m_log;  // all eight layers after each step
 
  private:
-  void Play() {
+  void Play(CPeer& io_peer) {
+    m_pPeer = &io_peer;
     Step(kInit, Pack(0, 2, 10, -20, 640, 360));
     Step(kInit, Pack(1, 7, 0, 0, 320, 240));
     T_Text text{.m_u16X = 901, .m_u16Y = 703, .m_u8Size = 25};
@@ -48,8 +52,8 @@ class CRun {
     if (testing::Test::HasFailure()) return;
     const auto s32Never = static_cast<SInt32>(1000 + m_layers.size());
     for (const auto& [u32Id, body] : {std::pair(i_u32Id, i_body), {kDeInit, Pack(s32Never)}}) {
-      m_peer.Send(Datagram(m_peer.NextSeq(), u32Id, body));
-      do m_replies.push_back(m_peer.Await());
+      m_pPeer->Send(Datagram(m_pPeer->NextSeq(), u32Id, body));
+      do m_replies.push_back(m_pPeer->Await());
       while (!m_replies.back().empty() && m_replies.back().size() != 26);  // up to its ACK
     }
     EXPECT_TRUE(m_root.Logs("no need osd deinit for [" + std::to_string(s32Never) + "]"));
@@ -66,7 +70,7 @@ class CRun {
 
   CDeviceRoot m_root;
   CDaemon m_daemon;
-  CPeer m_peer{9635};
+  CPeer* m_pPeer = nullptr;  // while it plays
 };
 
 TEST(Chip, ShowsAnswersAndLogsWhatTheSoftwareScreenDoes) {
