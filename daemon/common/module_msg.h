@@ -40,11 +40,11 @@ struct T_ModuleMsg {
   // The block that travels by address does so in the payload's last sizeof(void*) bytes.
   template <class T>
   T* Block() const {
-    return Get<T*>(kPayloadSize - sizeof(T*));
+    return Get<T*>(kPayloadSize - sizeof(void*));
   }
   template <class T>
   void PutBlock(T* i_pBlock) {
-    Put<T*>(kPayloadSize - sizeof(T*), i_pBlock);
+    Put<T*>(kPayloadSize - sizeof(void*), i_pBlock);
   }
 };
 static_assert(sizeof(T_ModuleMsg) == 1044);

@@ -14,14 +14,15 @@ namespace {
 // not run the daemon's handler there, so all signals wait until those that the daemon handles have
 // their default meaning in the child.
 pid_t SpawnShell(const char* i_pCommand) {
+  struct sigaction standard = {};
+  standard.sa_handler = SIG_DFL;
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  const pid_t child = vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
+  const pid_t child =
+      vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork): the shell starts at once
   if (child == 0) {
-    struct sigaction standard = {};
-    standard.sa_handler = SIG_DFL;
     sigaction(SIGINT, &standard, nullptr);
     sigaction(SIGTERM, &standard, nullptr);
     sigaction(SIGPIPE, &standard, nullptr);

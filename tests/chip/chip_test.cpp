@@ -9,11 +9,10 @@ class CRun {
  public:
   explicit CRun(const char* i_pOption) : m_daemon(m_root, i_pOption) {
     // A request before the port is bound would be lost, and would count on the way back.
-    EXPECT_TRUE(Eventually([] {
-      return ReadFile("/proc/net/udp").find(":25A4 00000000:0000 ") != std::string::npos;
-    }));
-    CPeer peer{9635};
-    Play(peer);
+    Eventually([] { return ReadFile("/proc/net/udp").find(":25A4 0000") != std::string::npos; });
+    m_pPeer = std::make_unique<CPeer>(9635);
+    Play();
+    m_pPeer.reset();  // the next run wants its port
     EXPECT_EQ(m_root.PidInFile(), m_daemon.Pid());
     EXPECT_EQ(m_daemon.Stop(SIGTERM), 0);
     EXPECT_EQ(m_daemon.Err(), "");
@@ -27,13 +26,12 @@ class CRun {
   std::vector<std::string> m_layers, m_log;  // all eight layers after each step
 
  private:
-  void Play(CPeer& io_peer) {
-    m_pPeer = &io_peer;
+  void Play() {
     Step(kInit, Pack(0, 2, 10, -20, 640, 360));
     Step(kInit, Pack(1, 7, 0, 0, 320, 240));
     T_Text text{.m_u16X = 901, .m_u16Y = 703, .m_u8Size = 25};
     for (text.m_u8Align = 0; text.m_u8Align < 9; ++text.m_u8Align) {
-      text.m_u16Vout = text.m_u8Align % 4 == 3 ? 255 : text.m_u8Align % 2;
+      text.m_u16Vout = static_cast<UInt16>(text.m_u8Align % 4 == 3 ? 255 : text.m_u8Align % 2);
       text.m_text = "Text " + std::to_string(++text.m_u16Seq);
       Step(kText, text.Body());
     }
@@ -44,7 +42,6 @@ class CRun {
     Step(kInit, Pack(1, 6, 0, 0, 400, 0));
     Step(kText, T_Text{.m_u16Vout = 255, .m_u16Seq = 0x301, .m_text = "everywhere"}.Body());
     Step(kCalibrate, {0});
-    Step(kDelete, Pack(UInt16{0}, UInt16{0xFFFF}));
     Step(kCalibrate, {1});
   }
   // The renderer works in order: once it has looked for an output that never was, the step is done.
@@ -70,7 +67,7 @@ class CRun {
 
   CDeviceRoot m_root;
   CDaemon m_daemon;
-  CPeer* m_pPeer = nullptr;  // while it plays
+  std::unique_ptr<CPeer> m_pPeer;
 };
 
 TEST(Chip, ShowsAnswersAndLogsWhatTheSoftwareScreenDoes) {

@@ -72,11 +72,10 @@ int Open(const char* i_pPath, int i_s32Flags, mode_t i_mode) {
   // The software screen opens its files through here too, by another spelling.
   if (std::strncmp(i_pPath, "/dev/fb", 7) != 0)
     return static_cast<int>(syscall(SYS_openat, AT_FDCWD, i_pPath, i_s32Flags, i_mode));
-  T_Device& device = s_devices[i_pPath[7] - '0'];
-  Expect(i_s32Flags == (O_RDWR | O_CLOEXEC) && device.m_s32Fd < 0, "opened otherwise or twice", 0);
-  s_pOpenedLast = &device;
-  device.m_step = 0;
-  return device.m_s32Fd = DeviceOpen(i_pPath);
+  s_pOpenedLast = &s_devices[i_pPath[7] - '0'];
+  Expect(s_pOpenedLast->m_s32Fd < 0 && i_s32Flags == (O_RDWR | O_CLOEXEC), "not so opened", 0);
+  s_pOpenedLast->m_step = 0;
+  return s_pOpenedLast->m_s32Fd = DeviceOpen(i_pPath);
 }
 
 int Ioctl(int i_s32Fd, unsigned long i_ulNumber, UInt32* io_pRecord) {

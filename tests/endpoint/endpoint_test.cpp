@@ -255,6 +255,31 @@ TEST_F(Commands, NotificationsLeaveFromTheirOwnSocket) {
   pTask->Signal(CTask::kKillEvent);
 }
 
+TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
+  const int blocker = socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in port{};
+  port.sin_family = AF_INET;
+  port.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(port);
+  ASSERT_EQ(bind(blocker, reinterpret_cast<sockaddr*>(&port), size), 0);
+  getsockname(blocker, reinterpret_cast<sockaddr*>(&port), &size);
+  auto* const pTask = new COsdCommuTask("127.0.0.1", ntohs(port.sin_port));  // deletes itself
+  pTask->Signal(CTask::kStartEvent | CTask::kTimeoutEvent);                  // two attempts
+  const std::string told = "WARN cannot bind 127.0.0.1:" + std::to_string(ntohs(port.sin_port)) +
+                           ": Address already in use; trying again every second";
+  for (int turn = 0; turn < 1000 && !m_log.Has(told); ++turn) CThread::Sleep(10);
+  close(blocker);
+  const int peer = socket(AF_INET, SOCK_DGRAM, 0);
+  for (int turn = 0; turn < 1000 && !m_log.Has("WARN Msg head len error"); ++turn) {
+    sendto(peer, "", 0, 0, reinterpret_cast<sockaddr*>(&port), size);
+    CThread::Sleep(10);
+  }
+  EXPECT_TRUE(m_log.Has("WARN Msg head len error")) << "still deaf";
+  EXPECT_EQ(m_log.Count(told), 1);
+  close(peer);
+  pTask->Signal(CTask::kKillEvent);
+}
+
 TEST(TimeoutList, IsEmptiedOnceAfterItsStartAndNeverBefore) {
   StartFrameworkOnce();
   auto* const pList = new CTimeoutList;

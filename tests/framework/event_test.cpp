@@ -25,7 +25,6 @@ class CWatchedEnd : public CEventContext {
     AutoCleanup();
     close(m_aEnds[1]);
   }
-  using CEventContext::GetUniqueID, CEventContext::s_u32UniqueID;
 
   std::mutex m_gate;  // the event thread passes it after every delivery
   static inline std::string s_log;
@@ -83,17 +82,6 @@ TEST_F(EventLoop, ReadsComeFirstAndRemovalsInARoundLoseNothingElse) {
   objFirst.RequestEvent(EV_RE);
   CWatchedEnd::s_delivered.acquire();
   EXPECT_EQ(CWatchedEnd::s_log, "aRcRbWcWaR");
-}
-
-TEST_F(EventLoop, IdentifiersWrapAndSkipThoseInUse) {
-  CWatchedEnd aEnds[] = {{'a', 200}, {'b', 210}, {'c', 220}};
-  constexpr UInt32 kLastAndNext[][2] = {{9999999, 10000000}, {10000000, 1}, {10000000, 2}};
-  for (size_t i = 0; i < std::size(aEnds); ++i) {
-    CWatchedEnd::s_u32UniqueID = kLastAndNext[i][0];
-    aEnds[i].RequestEvent(EV_RE);
-    CWatchedEnd::s_delivered.acquire();
-    EXPECT_EQ(aEnds[i].GetUniqueID(), kLastAndNext[i][1]);
-  }
 }
 
 struct T_Idle : CTask {

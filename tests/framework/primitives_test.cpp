@@ -114,23 +114,6 @@ TEST(Heap, ExtractsByKeyAndEqualKeysInOrderOfInsertion) {
   for (SInt64 i = 5; i < 2506; ++i) ASSERT_EQ(heap.ExtractMin()->GetValue(), i);
 }
 
-TEST(RefTable, EqualKeyIsRefusedAndTheFirstStays) {
-  char aBytes[][6] = {"abcd\xFF", "abcd\xFF", "abdc\xFF"};
-  CPLString key(aBytes[0], 5), same(aBytes[1], 5), near(aBytes[2], 5);
-  CRef first(key, nullptr), second(same, nullptr), third(near, nullptr);
-  CRefTable table;
-  EXPECT_EQ(CRefTableUtils::HashString(&key), 5U * ('a' + 'b' + 'c' + 'd' + 0xFF));
-  EXPECT_EQ(table.Register(&first), 0);
-  EXPECT_EQ(table.Register(&second), 1);
-  EXPECT_EQ(table.RegisterOrResolve(&third), nullptr);
-  EXPECT_EQ(table.RegisterOrResolve(&second), &first);
-  table.Release(&first);
-  table.Swap(&second);
-  EXPECT_EQ(table.Resolve(&key), &second);
-  table.UnRegister(&third);
-  EXPECT_EQ(table.Register(&third), 0);
-}
-
 TEST(RefTable, UnRegisterWaitsForTheLastRelease) {
   char aBytes[] = "key";
   CPLString key(aBytes, 3);

@@ -59,26 +59,6 @@ TEST(Tasks, RunAgainForSignalsOfARunAndNotBeforeTheTimeAskedFor) {
   EXPECT_GE(task.m_s64RanAt - s64Start, 60);
 }
 
-std::binary_semaphore s_gone(0);
-
-struct T_Last : T_Scripted {
-  SInt64 Run() override { return -1; }
-  ~T_Last() override {
-    EXPECT_EQ(m_szTaskName, "Dive_" + std::string(42, 'n'));
-    Signal(kStartEvent);
-    EXPECT_EQ(GetEvents(), kKillEvent);
-    s_gone.release();
-  }
-};
-
-TEST(Tasks, NegativeResultDeletesTheTaskWhichThenIgnoresSignals) {
-  auto* const pTask = new T_Last;
-  pTask->SetTaskName(std::string(60, 'n').c_str());
-  const T_Threads threads(1);
-  pTask->Signal(CTask::kKillEvent);
-  s_gone.acquire();
-}
-
 // One task signals itself, one wakes every millisecond, all are signalled from outside while the
 // threads go away, and all are destroyed afterwards.
 TEST(Tasks, NoSignalReachesAThreadThatIsBeingRemoved) {

@@ -54,7 +54,6 @@ TEST_F(Drawing, AFailingRefreshIsMadeUpForByTheNext) {
   EXPECT_EQ(Show(items[2]), 1u);
   EXPECT_EQ(Refreshes('0'), before + 1);
   EXPECT_TRUE(Shows({items[0], items[1], items[2]}));
-  EXPECT_EQ(Show(Text(0x104, "nowhere", 9)), 0u);
 }
 
 TEST_F(Drawing, AMissingFontFailsUntilItIsThere) {
@@ -67,44 +66,6 @@ TEST_F(Drawing, AMissingFontFailsUntilItIsThere) {
   WriteFont(m_font);
   ExpectPrinted(Text(0x101, "item"), 1, "");
   EXPECT_TRUE(Shows({Text(0x101, "item")}));
-
-  // Lost while another size is open: what is known can still be drawn, until something is missed.
-  T_DispRecord large = Text(0x102, "large", 4);
-  large.m_u16FontSize = 100;
-  Show(large);
-  WriteFont("");
-  ExpectPrinted(Text(0x101, "time"), 1, "");
-  ExpectPrinted(Text(0x103, "meti#", 6), 0, kNoFont);
-  ExpectPrinted(Text(0x101, "time"), 0, kNoFont);
-}
-
-TEST_F(Drawing, ADamagedGlyphEndsItsString) {
-  UInt32 aOutlines[2];  // offset and length in the file, big-endian
-  std::memcpy(aOutlines, &m_font[m_font.find("glyf") + 8], sizeof(aOutlines));
-  const size_t length = be32toh(aOutlines[1]);
-  WriteFont(std::string(m_font).replace(be32toh(aOutlines[0]), length, length, '\xFF'));
-  Init();
-  ExpectPrinted(Text(0x101, "   A "), 0, "load char error!");
-  WriteFont(m_font);
-  EXPECT_TRUE(Shows({Text(0x101, "   ")}));
-}
-
-// One size, one glyph, one bit a pixel.
-constexpr char kBitmapFont[] =
-    "STARTFONT 2.1\nFONT -t-t-m-r-n--16-160-72-72-c-80-iso10646-1\nSIZE 16 72 72\n"
-    "FONTBOUNDINGBOX 8 16 0 -4\nSTARTPROPERTIES 3\nFONT_ASCENT 12\nFONT_DESCENT 4\n"
-    "PIXEL_SIZE 16\nENDPROPERTIES\nCHARS 1\nSTARTCHAR A\nENCODING 65\nSWIDTH 500 0\nDWIDTH 8 0\n"
-    "BBX 8 2 0 0\nBITMAP\nFF\nFF\nENDCHAR\nENDFONT\n";
-
-TEST_F(Drawing, UngreyGlyphsLeaveTheirCellsAndOneLayerWithoutItsSizeNotTheOthers) {
-  WriteFont(kBitmapFont);
-  Init(0, 0, 640, 360);
-  Init(1, 1);
-  T_DispRecord item = Text(0x101, "A");
-  item.m_u16VoSeq = T_DispRecord::kAllOutputs;
-  item.m_u16FontSize = 65;
-  ExpectPrinted(item, 0, "set font size s32Err!got wrong picel mode, not match, it is 0x1\n");
-  EXPECT_TRUE(Shows({}, '1'));
 }
 
 }  // namespace

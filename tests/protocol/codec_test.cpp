@@ -1,8 +1,6 @@
 #include <random>
 #include <tuple>
-#include <utility>
 
-#include "tests/log_capture.h"
 #include "tests/protocol/datagram.h"
 
 namespace {
@@ -51,20 +49,6 @@ TEST(Codec, WhatIsReceivedIsSentAgainWithZerosForAbsentBytes) {
       datagram.resize(u32Length);
       ASSERT_EQ(sent, datagram) << row.m_pName << " of " << kept;
     }
-  }
-}
-
-TEST(Codec, WhatCannotBePackedLeavesTheOutputsAlone) {
-  CLogCapture log;
-  for (UInt32 u32Id : {0x00020007u, static_cast<UInt32>(RES_MSG_ACK)}) {
-    T_MsgParams params;
-    params.m_eMsgId = static_cast<MsgId>(u32Id);
-    UInt8 u8Byte = 0xEE;
-    UInt32 u32Length = 1, u32Addr = 2;
-    UInt16 u16Port = 3;
-    EXPECT_EQ(CAPIParser::MsgPack(&params, &u8Byte, &u32Length, &u32Addr, &u16Port), kCmdSuccess);
-    EXPECT_EQ(std::tie(u8Byte, u32Length, u32Addr, u16Port), std::make_tuple(0xEE, 1u, 2u, 3));
-    EXPECT_EQ(log.Take(), std::vector<std::string>{"WARN MsgPack Unknown MsgId"});
   }
 }
 

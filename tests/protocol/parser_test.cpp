@@ -80,17 +80,6 @@ TEST(ParserBody, TextsMayReachTheEndOfTheBufferAndNotFurther) {
   }
 }
 
-TEST(ParserBody, BytesPastTheLongestDatagramAreIgnored) {
-  Bytes datagram = Datagram(7, kMsgMppDispStatusChg, {1, 0, 1, 2, 0xFF, 0xFF});
-  datagram.resize(5000, 0xEE);
-  const T_Parsed parsed = Parse(datagram);
-  ASSERT_EQ(parsed.m_eResult, kCmdSuccess);
-  const T_MsgMppDispStatusChg& change = *parsed.m_params.Body<T_MsgMppDispStatusChg>();
-  EXPECT_EQ(change.m_u16EdidLen, 4073);
-  EXPECT_EQ(change.m_aEdid[4071], 0xEE);
-  EXPECT_EQ(change.m_aEdid[4072], 0);
-}
-
 TEST(ParserBody, ABatchIsRefusedUnlessItsNumberFits) {
   const std::tuple<UInt8, size_t, CmdErr> kCases[] = {{0, 3, kCmdSuccess},
                                                       {16, 163, kCmdSuccess},
