@@ -54,6 +54,7 @@ TEST_F(Drawing, AFailingRefreshIsMadeUpForByTheNext) {
   EXPECT_EQ(Show(items[2]), 1u);
   EXPECT_EQ(Refreshes('0'), before + 1);
   EXPECT_TRUE(Shows({items[0], items[1], items[2]}));
+  EXPECT_EQ(Show(Text(0x104, "nowhere", 9)), 0u);
 }
 
 TEST_F(Drawing, AMissingFontFailsUntilItIsThere) {
