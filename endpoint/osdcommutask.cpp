@@ -163,7 +163,6 @@ void COsdCommuTask::ProcessReadEvent() {
 
 void COsdCommuTask::ProcessDatagram(const UInt8* i_pBuf, UInt32 i_u32Len, UInt32 i_u32RemoteAddr,
                                     UInt16 i_u16RemotePort) {
-  m_u16LastRemotePort = i_u16RemotePort;
   m_tMsgSeq.m_u16RemotePort = i_u16RemotePort;
   UInt32 u32MsgId = 0;
   T_MsgParams params;  // frees all that is left in it, whatever the result

@@ -65,8 +65,7 @@ class COsdCommuTask : public CTask {
   SocketState m_eSocketState = SOCKET_STATE_INIT;
   CUDPSocket m_udpSendSocket;  // for notifications; belongs to no task
   COutgoing m_objOutgoing;
-  T_MsgSeq m_tMsgSeq;
-  UInt16 m_u16LastRemotePort = 0;
+  T_MsgSeq m_tMsgSeq;      // its remote port is that of the last datagram
   CMutex m_objNotifyLock;  // guards m_udpSendSocket: one notification is packed and sent at a time
   OS_Error m_s32BindError = OS_NoErr;  // told already; retries that fail alike are silent
 };

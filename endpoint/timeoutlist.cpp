@@ -17,9 +17,7 @@ T_Pending& g_pending = *new T_Pending;
 
 }  // namespace
 
-CTimeoutList::CTimeoutList(const char* i_pPeriod) : m_pPeriod(i_pPeriod) {
-  SetTaskName("CIdleTask");
-}
+CTimeoutList::CTimeoutList(const char* i_pPeriod) : m_pPeriod(i_pPeriod) {}
 
 SInt64 CTimeoutList::Run() {
   const auto events = GetEvents();

@@ -20,7 +20,7 @@ class CMsgQueue {
   UInt32 Pop(SInt32 i_s32TimeoutMs, T_ModuleMsg* o_pMsg);
 
  private:
-  Bool TryPush(const T_ModuleMsg& i_msg, UInt32* o_pu32Count);
+  Bool TryPush(const T_ModuleMsg& i_msg);
 
   CMutex m_objLock;
   CCond m_objNotEmpty;
@@ -28,5 +28,4 @@ class CMsgQueue {
   // when the queue grows longer than it ever was.
   std::list<T_ModuleMsg> m_lstQueued;
   std::list<T_ModuleMsg> m_lstFree;
-  UInt32 m_u32Count = 0;
 };

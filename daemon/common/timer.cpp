@@ -70,7 +70,6 @@ void CTimer::Add(const T_ModuleMsg& i_request) {
                           .m_bDead = false};
   LOG_INFO("add timer src:%d, type:%d, id:%d", timer.m_u32Src, timer.m_u32Type, timer.m_u32Id);
   m_lstTimers.push_back(timer);
-  ++m_u32Count;
   Scan();
 }
 
@@ -82,7 +81,6 @@ void CTimer::Cancel(const T_ModuleMsg& i_request) {
         timer.m_u32Id != u32Id)
       continue;
     timer.m_bDead = true;
-    --m_u32Count;
     LOG_INFO("cancel timer src:%d, type:%d, id:%d", timer.m_u32Src, timer.m_u32Type, timer.m_u32Id);
   }
   if (m_u32ScanDepth == 0) m_lstTimers.remove_if([](const auto& timer) { return timer.m_bDead; });
@@ -120,7 +118,5 @@ void CTimer::Fire(T_TimerInfo& io_timer) {
   io_timer.m_bFiring = false;
 
   io_timer.m_s64Deadline = CTime::Milliseconds() + io_timer.m_u32Interval;
-  if (io_timer.m_u32Type != 0 || io_timer.m_bDead) return;
-  io_timer.m_bDead = true;
-  --m_u32Count;
+  if (io_timer.m_u32Type == 0) io_timer.m_bDead = true;
 }

@@ -55,6 +55,5 @@ class CTimer : public CThread {
   // Guarded by m_objHandlerLock, which is held while expiry messages are sent. A synchronous expiry
   // may come back with requests of its own on the same thread, hence the marks in T_TimerInfo.
   std::list<T_TimerInfo> m_lstTimers;
-  UInt32 m_u32Count = 0;
   UInt32 m_u32ScanDepth = 0;
 };

@@ -227,16 +227,21 @@ TEST_F(Commands, PreviousNumbersAreLookedUpForNinePorts) {
   EXPECT_EQ(m_log.Take().size(), 4u);
 }
 
+// A socket on a loopback port of the kernel's choice.
+int BoundSocket(sockaddr_in* o_pAddress) {
+  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  *o_pAddress = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+  socklen_t size = sizeof(*o_pAddress);
+  EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr*>(o_pAddress), size), 0);
+  getsockname(fd, reinterpret_cast<sockaddr*>(o_pAddress), &size);
+  return fd;
+}
+
 TEST_F(Commands, NotificationsLeaveFromTheirOwnSocket) {
   auto* const pTask = new COsdCommuTask("127.0.0.1", 0);  // deletes itself
   pTask->Signal(CTask::kStartEvent);
-  const int receiver = socket(AF_INET, SOCK_DGRAM, 0);
   sockaddr_in own{};
-  own.sin_family = AF_INET;
-  own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(own);
-  ASSERT_EQ(bind(receiver, reinterpret_cast<sockaddr*>(&own), size), 0);
-  getsockname(receiver, reinterpret_cast<sockaddr*>(&own), &size);
+  const int receiver = BoundSocket(&own);
   pollfd ready{receiver, POLLIN, 0};
   for (int attempt = 0; attempt < 100 && poll(&ready, 1, 100) == 0; ++attempt) {
     T_MsgParams params;  // until the task has opened the socket, sending fails
@@ -256,13 +261,8 @@ TEST_F(Commands, NotificationsLeaveFromTheirOwnSocket) {
 }
 
 TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
-  const int blocker = socket(AF_INET, SOCK_DGRAM, 0);
   sockaddr_in port{};
-  port.sin_family = AF_INET;
-  port.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(port);
-  ASSERT_EQ(bind(blocker, reinterpret_cast<sockaddr*>(&port), size), 0);
-  getsockname(blocker, reinterpret_cast<sockaddr*>(&port), &size);
+  const int blocker = BoundSocket(&port);
   auto* const pTask = new COsdCommuTask("127.0.0.1", ntohs(port.sin_port));  // deletes itself
   pTask->Signal(CTask::kStartEvent | CTask::kTimeoutEvent);                  // two attempts
   const std::string told = "WARN cannot bind 127.0.0.1:" + std::to_string(ntohs(port.sin_port)) +
@@ -271,7 +271,7 @@ TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
   close(blocker);
   const int peer = socket(AF_INET, SOCK_DGRAM, 0);
   for (int turn = 0; turn < 1000 && !m_log.Has("WARN Msg head len error"); ++turn) {
-    sendto(peer, "", 0, 0, reinterpret_cast<sockaddr*>(&port), size);
+    sendto(peer, "", 0, 0, reinterpret_cast<sockaddr*>(&port), sizeof(port));
     CThread::Sleep(10);
   }
   EXPECT_TRUE(m_log.Has("WARN Msg head len error")) << "still deaf";
