@@ -118,3 +118,17 @@ void CLog::Write(Priority i_ePriority, const char* i_pFormat, ...) {
   WatchForLoss(errno);
   errno = callersErrno;
 }
+
+std::string Printable(std::string_view i_text) {
+  std::string printable;
+  for (const char c : i_text) {
+    const auto code = static_cast<UInt8>(c);
+    char szEscaped[] = "\\x00";
+    std::snprintf(szEscaped + 2, 3, "%02x", code);
+    if (code < ' ' || code == 0x7F)
+      printable += szEscaped;
+    else
+      printable += c;
+  }
+  return printable;
+}

@@ -2,6 +2,9 @@
 // file and its line. Any thread may log, but never under a queue lock.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "framework/types.h"
 
 class CLog {
@@ -24,6 +27,10 @@ class CLog {
   static void Write(Priority i_ePriority, const char* i_pFormat, ...)
       __attribute__((format(printf, 2, 3)));
 };
+
+// A text from outside for a log line: control characters, which could break the line or forge
+// another one, become \xNN.
+std::string Printable(std::string_view i_text);
 
 #define OSD_LOG(i_ePriority, i_pFormat, ...)                                                     \
   do {                                                                                           \

@@ -12,6 +12,11 @@
 // (read once). Any thread.
 std::string SystemPath(const char* i_pPath);
 
+// The place of a file that a request names. On the chip it is i_strPath itself; on the software
+// screen the file at SystemPath of it when something is there, so that a peer's paths of the chip
+// work, and otherwise i_strPath itself. Any thread.
+std::string NamedPath(const std::string& i_strPath);
+
 // Opens a framebuffer device, read-write and close-on-exec; i_pPath is the path on the chip
 // ("/dev/fb0"). The descriptor, or -1 with errno.
 SInt32 DeviceOpen(const char* i_pPath);

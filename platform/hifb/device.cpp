@@ -64,6 +64,8 @@ T_MediaSdk Sdk() {
 
 std::string SystemPath(const char* i_pPath) { return i_pPath; }
 
+std::string NamedPath(const std::string& i_strPath) { return i_strPath; }
+
 SInt32 DeviceOpen(const char* i_pPath) { return open(i_pPath, O_RDWR | O_CLOEXEC); }
 
 SInt32 DeviceIoctl(SInt32 i_s32Fd, UInt32 i_u32Request, void* io_pRecord) {

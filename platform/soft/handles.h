@@ -1,32 +1,13 @@
-// Move-only owners of a file descriptor and of a memory mapping. Used by one thread at a time.
+// Move-only owner of a memory mapping, beside that of a descriptor. Used by one thread at a time.
 #pragma once
 
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <utility>
 
+#include "framework/descriptor.h"
 #include "framework/types.h"
-
-class CDescriptor {
- public:
-  // Takes over i_s32Fd; a negative one is "none".
-  explicit CDescriptor(SInt32 i_s32Fd = -1) : m_s32Fd(i_s32Fd) {}
-  CDescriptor(CDescriptor&& io_other) noexcept : m_s32Fd(std::exchange(io_other.m_s32Fd, -1)) {}
-  CDescriptor& operator=(CDescriptor&& io_other) noexcept {
-    std::swap(m_s32Fd, io_other.m_s32Fd);
-    return *this;
-  }
-  ~CDescriptor() {
-    if (m_s32Fd >= 0) close(m_s32Fd);
-  }
-
-  SInt32 Get() const { return m_s32Fd; }
-
- private:
-  SInt32 m_s32Fd;
-};
 
 class CMapping {
  public:

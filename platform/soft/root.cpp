@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -27,4 +29,10 @@ std::string ReadRoot() {
 std::string SystemPath(const char* i_pPath) {
   static const std::string& s_root = *new std::string(ReadRoot());
   return s_root + i_pPath;
+}
+
+std::string NamedPath(const std::string& i_strPath) {
+  if (!i_strPath.starts_with('/')) return i_strPath;
+  std::string underRoot = SystemPath(i_strPath.c_str());
+  return access(underRoot.c_str(), F_OK) == 0 ? underRoot : i_strPath;
 }

@@ -1,0 +1,141 @@
+#include <fcntl.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/osd/pictures/decoders.h"
+#include "daemon/common/utils.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr const char* kTemporaryFolder = "/yuvfile";
+constexpr UInt32 kDecoderLimitMs = 5000;
+constexpr UInt32 kMaxSegments = 1024;  // a photograph has some dozens before its frame
+constexpr UInt32 kMaxFill = 256;
+constexpr size_t kBmpHead = 54;
+
+struct T_JpegFrame {
+  T_Extent m_stExtent;
+  UInt32 m_u32Components;
+
+  // Of the picture as djpeg writes it.
+  size_t BmpBytes() const {
+    return kBmpHead + (size_t{m_stExtent.m_u32W} * 3 + 3) / 4 * 4 * m_stExtent.m_u32H;
+  }
+};
+
+Bool IsFrameHeader(UInt8 i_u8Marker) {
+  constexpr UInt8 kHuffmanTables = 0xC4;
+  constexpr UInt8 kExtension = 0xC8;
+  constexpr UInt8 kArithmeticTables = 0xCC;
+  return i_u8Marker >= 0xC0 && i_u8Marker <= 0xCF && i_u8Marker != kHuffmanTables &&
+         i_u8Marker != kExtension && i_u8Marker != kArithmeticTables;
+}
+
+UInt32 BigEndian16(const UInt8* i_pBytes) { return UInt32{i_pBytes[0]} << 8 | i_pBytes[1]; }
+
+// The next marker; 0 when something else stands there. Fill bytes may stand before it.
+UInt8 NextMarker(CPictureFile& io_file) {
+  constexpr UInt8 kStart = 0xFF;
+  UInt8 u8Byte = 0;
+  if (!io_file.Read(&u8Byte, 1) || u8Byte != kStart) return 0;
+  for (UInt32 u32Fill = 0; u8Byte == kStart && u32Fill < kMaxFill; ++u32Fill)
+    if (!io_file.Read(&u8Byte, 1)) return 0;
+  return u8Byte;
+}
+
+// From segment to segment up to the frame header, which has the size.
+std::optional<T_JpegFrame> FindFrame(CPictureFile& io_file) {
+  constexpr UInt8 kScan = 0xDA;
+  UInt8 aSegment[8];  // length with itself, precision, height, width, components
+  io_file.Seek(2);
+  for (UInt32 u32Segment = 0; u32Segment < kMaxSegments; ++u32Segment) {
+    const UInt8 u8Marker = NextMarker(io_file);
+    const size_t start = io_file.Offset();
+    if (u8Marker < 0xC0 || u8Marker == kScan || !io_file.Read(aSegment, 2)) break;
+    if (IsFrameHeader(u8Marker)) {
+      if (!io_file.Read(aSegment + 2, 6)) break;
+      return T_JpegFrame{{BigEndian16(aSegment + 5), BigEndian16(aSegment + 3)}, aSegment[7]};
+    }
+    io_file.Seek(start + BigEndian16(aSegment));
+  }
+  return std::nullopt;
+}
+
+// A file without a name, with room for i_bytes where the file system can promise that.
+CDescriptor MakeTemporary(size_t i_bytes, std::string* o_pError) {
+  const std::string folder = SystemPath(kTemporaryFolder);
+  std::string path = folder + "/osd-picture.XXXXXX";
+  CDescriptor file(mkostemp(path.data(), O_CLOEXEC));
+  if (file.Get() < 0) {
+    Refuse(o_pError, "no temporary file in the folder %s: %s", folder.c_str(),
+           std::strerror(errno));
+    return file;
+  }
+  unlink(path.c_str());
+  if (fallocate(file.Get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(i_bytes)) == 0 ||
+      errno == EOPNOTSUPP || errno == ENOSYS)
+    return file;
+  Refuse(o_pError, "no %zu bytes in the temporary folder %s: %s", i_bytes, folder.c_str(),
+         std::strerror(errno));
+  return CDescriptor();
+}
+
+std::string FirstLine(const std::string& i_strText) {
+  constexpr size_t kMaxLine = 200;
+  std::string line = i_strText.substr(0, std::min(i_strText.find('\n'), kMaxLine));
+  for (char& character : line)
+    if (character < ' ' || character > '~') character = '?';
+  return line;
+}
+
+// Whether all went well; else *o_pError says what did not.
+Bool IsSuccess(const T_ProgramResult& i_result, std::string* o_pError) {
+  const std::string folder = SystemPath(kTemporaryFolder);
+  const SInt32 s32Status = i_result.m_s32Status;
+  const std::string said = FirstLine(i_result.m_strError);
+  if (i_result.m_eEnd == ProgramEnd::kNotStarted)
+    Refuse(o_pError, "djpeg cannot be started: there is no process or no pipe left");
+  else if (i_result.m_eEnd == ProgramEnd::kTimedOut)
+    Refuse(o_pError, "djpeg did not end within %u s and was killed", kDecoderLimitMs / 1000);
+  else if (i_result.m_eEnd == ProgramEnd::kStopped)
+    Refuse(o_pError, "stopped");
+  else if (WIFSIGNALED(s32Status))
+    Refuse(o_pError, "djpeg, writing to the folder %s, was ended by the signal \"%s\"",
+           folder.c_str(), strsignal(WTERMSIG(s32Status)));
+  else if (WEXITSTATUS(s32Status) == 127)
+    Refuse(o_pError, "djpeg is not installed (Debian package libjpeg-turbo-progs)");
+  else if (s32Status != 0)
+    Refuse(o_pError, "djpeg, writing to the folder %s, failed with %d: %s", folder.c_str(),
+           WEXITSTATUS(s32Status), said.c_str());
+  else
+    return true;
+  return false;
+}
+
+}  // namespace
+
+std::optional<CPicture> DecodeJpeg(CPictureFile& io_file, const std::stop_token& i_stop,
+                                   std::string* o_pError) {
+  const std::optional<T_JpegFrame> frame = FindFrame(io_file);
+  if (!frame) return Refuse(o_pError, "its JPEG is damaged: it tells no size");
+  const auto [w, h] = frame->m_stExtent;
+  if (!IsSizeAllowed(w, h, o_pError)) return std::nullopt;
+  CDescriptor bitmap = MakeTemporary(frame->BmpBytes(), o_pError);
+  if (bitmap.Get() < 0) return std::nullopt;
+  // A grey picture would get a palette.
+  const char* const pGrey = frame->m_u32Components == 1 ? "-rgb" : nullptr;
+  const char* const aArguments[] = {"djpeg", "-bmp", pGrey, nullptr};
+  const T_ProgramResult result = RunProgram(
+      {aArguments, io_file.Descriptor(), bitmap.Get(), kDecoderLimitMs, frame->BmpBytes()}, i_stop);
+  if (!IsSuccess(result, o_pError)) return std::nullopt;
+  CPictureFile output(std::move(bitmap));
+  std::string why = "another size";
+  std::optional<CPicture> picture = DecodeBmp(output, i_stop, &why);
+  if (picture && picture->Extent() == frame->m_stExtent) return picture;
+  return Refuse(o_pError, "djpeg did not give its %u x %u pixels: %s", w, h, why.c_str());
+}

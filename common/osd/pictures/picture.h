@@ -1,0 +1,43 @@
+// A picture in memory: ARGB8888 in native 32-bit words, straight (not premultiplied) alpha, rows
+// without padding. Movable; once it is shared it does not change any more.
+#pragma once
+
+#include <memory>
+
+#include "framework/types.h"
+
+// A size in px.
+struct T_Extent {
+  UInt32 m_u32W = 0;
+  UInt32 m_u32H = 0;
+
+  size_t Pixels() const { return size_t{m_u32W} * m_u32H; }
+  bool operator==(const T_Extent&) const = default;
+};
+
+class CPicture {
+ public:
+  static constexpr UInt32 kMaxSide = 8192;  // px
+  static constexpr size_t kMaxPixels = size_t{64} << 20;
+
+  // Its pixels are undefined at first. Throws std::bad_alloc.
+  explicit CPicture(const T_Extent& i_extent)
+      : m_stExtent(i_extent),
+        m_pPixels(std::make_unique_for_overwrite<UInt32[]>(i_extent.Pixels())) {}
+
+  const T_Extent& Extent() const { return m_stExtent; }
+  size_t Bytes() const { return m_stExtent.Pixels() * sizeof(UInt32); }
+  UInt32* Row(UInt32 i_u32Y) { return m_pPixels.get() + size_t{i_u32Y} * m_stExtent.m_u32W; }
+  const UInt32* Row(UInt32 i_u32Y) const {
+    return m_pPixels.get() + size_t{i_u32Y} * m_stExtent.m_u32W;
+  }
+
+  // Whether every pixel is known to have alpha 255.
+  Bool IsOpaque() const { return m_bOpaque; }
+  void SetOpaque(Bool i_bOpaque) { m_bOpaque = i_bOpaque; }
+
+ private:
+  T_Extent m_stExtent;
+  std::unique_ptr<UInt32[]> m_pPixels;
+  Bool m_bOpaque = false;
+};

@@ -1,0 +1,360 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <png.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <zlib.h>
+
+#include <csignal>
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include "common/osd/pictures/blend.h"
+#include "common/osd/pictures/loader.h"
+#include "common/osd/pictures/scaler.h"
+#include "platform/platform.h"
+#include "tests/picture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ContainsRegex;
+using Refusals = std::vector<std::pair<std::string, const char*>>;
+
+constexpr UInt32 kW = 13, kH = 9, kOpaque = 0xFF000000;
+std::mt19937 g_random(1);
+UInt32 Random(size_t i_below) { return static_cast<UInt32>(g_random() % i_below); }
+UInt32 Channel(UInt32 i_argb, UInt32 i_channel) { return i_argb >> 8 * i_channel & 0xFF; }
+
+void Write(const std::string& i_name, const std::string& i_bytes) {
+  std::ofstream(SystemPath(i_name.c_str()), std::ios::binary) << i_bytes;
+}
+
+struct T_Sample {
+  std::string m_bytes;
+  std::vector<UInt32> m_pixels = std::vector<UInt32>(kW * kH);
+};
+
+// Random samples, among them the transparent one; what they mean says libpng's simple reader, which
+// does not understand interlaced ones.
+T_Sample Png(int i_type, int i_depth, bool i_interlaced, bool i_key) {
+  T_Sample sample;
+  g_random.seed(static_cast<UInt32>(i_type * 32 + i_depth));
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  const auto append = [](png_structp p, png_bytep bytes, size_t count) {
+    static_cast<std::string*>(png_get_io_ptr(p))->append(reinterpret_cast<char*>(bytes), count);
+  };
+  png_set_write_fn(png, &sample.m_bytes, append, nullptr);
+  png_set_IHDR(png, info, kW, kH, i_depth, i_type, i_interlaced, 0, 0);
+  png_color aPalette[256];
+  for (int at = 0; at < 256; ++at) aPalette[at] = {UInt8(at * 77), UInt8(255 - at), UInt8(at / 2)};
+  const auto key = static_cast<UInt16>(0x5A5A & ((1 << i_depth) - 1));
+  const png_color_16 colour{0, key, key, key, key};
+  if (i_type == 3) png_set_PLTE(png, info, aPalette, 1 << i_depth);
+  if (i_key) png_set_tRNS(png, info, &aPalette[5].red, 1 << i_depth / 2, &colour);
+  png_write_info(png, info);
+  std::vector<std::string> rows(kH, std::string(png_get_rowbytes(png, info), 0x5A));
+  std::vector<png_bytep> pointers;
+  for (std::string& row : rows) {
+    for (char& byte : row) byte = Random(3) == 0 ? static_cast<char>(Random(256)) : byte;
+    pointers.push_back(reinterpret_cast<png_bytep>(row.data()));
+  }
+  png_write_image(png, pointers.data());
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
+  if (i_interlaced) return {sample.m_bytes, Png(i_type, i_depth, false, i_key).m_pixels};
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  png_image_begin_read_from_memory(&image, sample.m_bytes.data(), sample.m_bytes.size());
+  image.format = PNG_FORMAT_BGRA;
+  image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
+  png_image_finish_read(&image, nullptr, sample.m_pixels.data(), 0, nullptr);
+  return sample;
+}
+
+void FixChecksums(std::string& io_png) {
+  for (size_t at = 8; at + 12 <= io_png.size();) {
+    UInt8* const pChunk = reinterpret_cast<UInt8*>(io_png.data()) + at;
+    const UInt32 u32Length = png_get_uint_32(pChunk);
+    if (u32Length > io_png.size() - at - 12) return;
+    const uLong sum = crc32(0, pChunk + 4, u32Length + 4);
+    png_save_uint_32(pChunk + 8 + u32Length, static_cast<UInt32>(sum));
+    at += u32Length + 12;
+  }
+}
+
+std::string Words(const std::vector<UInt32>& i_words) {
+  return {reinterpret_cast<const char*>(i_words.data()), i_words.size() * 4};
+}
+
+T_Sample Bmp(UInt32 i_bits, bool i_topDown, UInt32 i_header, UInt32 i_compression, UInt32 i_alpha) {
+  const UInt32 u32Start = 14 + i_header + (i_header == 40 ? 16 : 0), u32Bits = i_bits << 16 | 1;
+  T_Sample sample{"BM" + Words({0, 0, u32Start, i_header, kW, i_topDown ? -kH : kH, u32Bits,
+                                i_compression, 0, 0, 0, 0, 0, 0xFF0000, 0xFF00, 0xFF, i_alpha})};
+  sample.m_bytes.resize(u32Start);
+  for (UInt32 at = 0; at < kW * kH; ++at) {
+    const UInt32 argb = static_cast<UInt32>(g_random()), row = at / kW;
+    sample.m_bytes += Words({argb}).substr(0, i_bits / 8);
+    sample.m_pixels[(i_topDown ? row : kH - 1 - row) * kW + at % kW] =
+        argb | (i_alpha == 0 ? kOpaque : 0);
+    if (at % kW == kW - 1) sample.m_bytes.append(i_bits == 24 ? 1 : 0, '\0');
+  }
+  return sample;
+}
+
+T_Sample Jpeg(const std::string& i_options, bool i_grey) {
+  T_Sample sample{"P6 13 9 255\n"};
+  for (UInt32 at = 0; at < kW * kH; ++at) {
+    const UInt32 r = at % kW * 19, g = i_grey ? r : at / kW * 28, b = i_grey ? r : 40;
+    for (const UInt32 value : {r, g, b}) sample.m_bytes += static_cast<char>(value);
+    sample.m_pixels[at] = kOpaque | r << 16 | g << 8 | b;
+  }
+  Write("/ppm", sample.m_bytes);
+  const std::string jpeg = SystemPath("/jpeg"), options = " -quality 100 -sample 1x1 " + i_options;
+  EXPECT_EQ(
+      std::system(("cjpeg" + options + " -outfile " + jpeg + " " + SystemPath("/ppm")).c_str()), 0);
+  sample.m_bytes = ReadFile(jpeg);
+  return sample;
+}
+
+std::vector<T_Sample> Corpus() {
+  std::vector<T_Sample> corpus{
+      Jpeg("", false),           Jpeg("-grayscale", true),      Jpeg("-progressive", false),
+      Bmp(24, false, 40, 0, 0),  Bmp(24, true, 124, 0, 0),      Bmp(32, true, 40, 0, 0),
+      Bmp(32, false, 108, 3, 0), Bmp(32, true, 56, 3, kOpaque), Bmp(32, false, 40, 6, kOpaque)};
+  const std::pair<int, int> kinds[] = {{0, 1}, {0, 2},  {0, 4},  {0, 8}, {0, 16},
+                                       {2, 8}, {2, 16}, {3, 1},  {3, 2}, {3, 4},
+                                       {3, 8}, {4, 8},  {4, 16}, {6, 8}, {6, 16}};
+  for (const auto& [type, depth] : kinds)
+    for (const int variant : {0, 1, 2, 3})
+      if (variant < 2 || type < 4)
+        corpus.push_back(Png(type, depth, variant % 2 == 1, variant > 1));
+  return corpus;
+}
+
+class Pictures : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    char aRoot[] = "/tmp/osd-pictures.XXXXXX";
+    setenv("OSD_ROOT", mkdtemp(aRoot), 1);
+    fs::create_directory(SystemPath("/yuvfile"));
+  }
+  static void TearDownTestSuite() { fs::remove_all(SystemPath("")); }
+  void TearDown() override {
+    EXPECT_TRUE(fs::is_empty(SystemPath("/yuvfile")));
+    EXPECT_EQ(Descriptors(), m_before);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process is left";
+  }
+  static long Descriptors() { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); }
+
+  static T_Loaded Load(const std::string& i_name, std::stop_token i_stop = {}) {
+    const T_WantedSize own{{}, {8192, 8192}};
+    return LoadPicture(i_name, std::span(&own, 1), i_stop);
+  }
+  static T_Loaded LoadBytes(const std::string& i_bytes) {
+    Write("/picture.txt", i_bytes);
+    return Load("/picture.txt");
+  }
+
+  const long m_before = Descriptors();
+};
+
+TEST_F(Pictures, EveryVariantGivesItsPixelsAndADamagedOneIsRefusedOrSane) {
+  for (const auto& [bytes, pixels] : Corpus()) {
+    SCOPED_TRACE(testing::PrintToString(bytes.substr(0, 32)));
+    const T_Loaded loaded = LoadBytes(bytes);
+    ASSERT_EQ(loaded.m_strError, "");
+    ASSERT_EQ(loaded.m_stOwn, (T_Extent{kW, kH}));
+    const CPicture& picture = *loaded.m_vecPictures[0];
+    const bool lossy = bytes[0] == '\xFF';
+    for (UInt32 at = 0; at < pixels.size() * 4; ++at)
+      ASSERT_NEAR(Channel(picture.Row(0)[at / 4], at % 4), Channel(pixels[at / 4], at % 4),
+                  lossy && at % 4 < 3 ? 6 : 0);
+    EXPECT_EQ(picture.IsOpaque(), *std::min_element(pixels.begin(), pixels.end()) >= kOpaque);
+    for (size_t kept = 0; kept < bytes.size(); kept += lossy ? 16 : 1)  // each costs a process
+      ASSERT_NE(LoadBytes(bytes.substr(0, kept)).m_strError, "") << kept << " bytes";
+    for (int mutation = 0; mutation < 500; ++mutation) {
+      std::string mutant = bytes;
+      for (UInt32 count = 1 + Random(4); count > 0; --count)
+        mutant[Random(mutant.size())] = static_cast<char>(Random(256));
+      if (mutation % 2 == 0 && bytes[1] == 'P') FixChecksums(mutant);
+      const T_Loaded result = LoadBytes(mutant);
+      ASSERT_EQ(result.m_vecPictures.empty(), !result.m_strError.empty());
+      ASSERT_LE(std::max(result.m_stOwn.m_u32W, result.m_stOwn.m_u32H), CPicture::kMaxSide);
+    }
+  }
+}
+
+TEST_F(Pictures, WhatIsNoPictureIsRefusedInWords) {
+  const std::string png = Png(2, 8, false, false).m_bytes, bmp = Bmp(24, false, 40, 0, 0).m_bytes;
+  const auto patched = [](std::string bytes, size_t at, const std::vector<UInt32>& words) {
+    return bytes.replace(at, words.size() * 4, Words(words));
+  };
+  std::string bomb = patched(png, 16, {0x60EA0000, 0x60EA0000});
+  FixChecksums(bomb);
+  for (const auto& [bytes, why] :
+       Refusals{{"", "it is empty"},
+                {"hello", "it is not a PNG, JPEG or BMP file"},
+                {bomb, "its 60000 x 60000 pixels exceed 8192 a side"},
+                {patched(bmp, 18, {9000, 10}), "its 9000 x 10 pixels exceed 8192 a side"},
+                {patched(bmp, 18, {0x80000000}), "its width is negative"},
+                {patched(bmp, 22, {0x80000000}), "its 13 x 2147483648 pixels exceed 8192"},
+                {patched(bmp, 18, {0}), "its 0 x 9 pixels are none"},
+                {patched(bmp, 28, {8}), "8 bits a pixel"},
+                {patched(bmp, 30, {1}), "compression 1 is not read"}})
+    EXPECT_THAT(LoadBytes(bytes).m_strError, ContainsRegex(why));
+  Write("/sparse", png);
+  fs::resize_file(SystemPath("/sparse"), 65 << 20);
+  mkfifo(SystemPath("/pipe").c_str(), 0600);
+  for (const auto& [path, why] : Refusals{{"/missing", "No such file"},
+                                          {"/", "it is a folder, not a file"},
+                                          {"/pipe", "it is a pipe, not a file"},
+                                          {"/dev/zero", "it is a device, not a file"},
+                                          {"/sparse", "its 68157440 bytes exceed 67108864"}})
+    EXPECT_THAT(Load(path).m_strError, ContainsRegex(why));
+}
+
+TEST_F(Pictures, ADecoderThatMisbehavesIsEndedAndExplained) {
+  const std::string path = std::getenv("PATH"), root = SystemPath(""), alive = root + "/alive";
+  const std::string name = "/a '\";$(touch x)\n\xFF.png", jpeg = Jpeg("", false).m_bytes;
+  const std::string lingering = "exec 3>" + alive + "; echo >&3; sleep 1000 &\n";
+  fs::create_directory(root + "/bin");
+  mkfifo(alive.c_str(), 0600);
+  const SInt32 pipe = open(alive.c_str(), O_RDONLY | O_NONBLOCK);
+  setenv("PATH", (root + "/bin").c_str(), 1);
+  Write(name, jpeg);
+  EXPECT_THAT(Load(name).m_strError, ContainsRegex("not installed .*libjpeg-turbo-progs"));
+  for (const auto& [script, why] :
+       Refusals{{"exec djpeg \"$@\"", "^$"},
+                {": >/proc/self/fd/0", "it changed while it was read"},
+                {"echo BMgarbage", "djpeg did not give its 13 x 9 pixels: it ends too early"},
+                {"printf 'bad\\033 file\\nmore' >&2; exit 7", "failed with 7: bad\\? file$"},
+                {"kill -SEGV $$", "Segmentation fault"},
+                {"exec cat /dev/zero", "File size limit"},
+                {lingering, "djpeg did not give"},
+                {lingering + "wait", "djpeg did not end within 5 s and was killed"}}) {
+    Write("/bin/djpeg", "#!/bin/sh\nPATH=" + path + "\n" + script);
+    fs::permissions(root + "/bin/djpeg", fs::perms::owner_all);
+    Write(name, jpeg);
+    EXPECT_THAT(Load(name).m_strError, ContainsRegex(why));
+    char aBytes[2];
+    fcntl(pipe, F_SETFL, 0);  // read awaits the end of all that may write
+    EXPECT_EQ(read(pipe, aBytes, 2), script.starts_with(lingering) ? 1 : 0);
+    EXPECT_EQ(read(pipe, aBytes, 2), 0);
+  }
+  std::jthread(
+      [&](std::stop_token i_stop) { EXPECT_EQ(Load(name, i_stop).m_strError, "stopped"); });
+  close(pipe);
+  setenv("PATH", path.c_str(), 1);
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit little{100, limit.rlim_max};
+  std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &little);
+  EXPECT_THAT(Load(name).m_strError, ContainsRegex("yuvfile.*(out of disk space|File too large)"));
+  setrlimit(RLIMIT_FSIZE, &limit);
+  fs::rename(root + "/yuvfile", root + "/elsewhere");
+  EXPECT_THAT(Load(name).m_strError, ContainsRegex("folder .*/yuvfile: No such file"));
+  fs::rename(root + "/elsewhere", root + "/yuvfile");
+}
+
+// What one px of a side is made of: the covered area, or its two neighbours.
+std::vector<std::pair<UInt32, double>> Sources(UInt32 i_from, UInt32 i_to, UInt32 i_at) {
+  const double ratio = double(i_from) / i_to, begin = i_at * ratio;
+  const double middle = std::clamp(begin + ratio / 2 - 0.5, 0.0, i_from - 1.0);
+  std::vector<std::pair<UInt32, double>> sources;
+  for (UInt32 at = 0; at < i_from; ++at) {
+    const double covered = std::min(begin + ratio, at + 1.0) - std::max<double>(begin, at);
+    const double weight = i_to < i_from ? covered / ratio : 1 - std::abs(middle - at);
+    if (weight > 0) sources.emplace_back(at, weight);
+  }
+  return sources;
+}
+
+TEST_F(Pictures, ScalingIsTheMeanOfTheAreaOrBilinear) {
+  const struct {
+    T_Extent m_from, m_to;
+    UInt32 m_block;  // side of the squares of one colour, which falls on whole px
+  } sizes[] = {
+      {{61, 47}, {17, 11}, 1},    {{9, 7}, {50, 30}, 1},       {{40, 5}, {7, 33}, 1},
+      {{5, 40}, {33, 7}, 1},      {{5, 40}, {5, 7}, 1},        {{8192, 2}, {1, 1}, 1},
+      {{9, 300}, {9, 3}, 1},      {{300, 300}, {2, 3}, 1},     {{3, 2}, {700, 30}, 1},
+      {{99, 98}, {98, 99}, 1},    {{60, 45}, {20, 15}, 1},     {{8, 6}, {4, 3}, 2},
+      {{28, 21}, {4, 3}, 7},      {{2000, 1000}, {4, 2}, 500}, {{777, 555}, {13, 99}, 9999},
+      {{777, 55}, {5, 99}, 9999}, {{9, 5}, {99, 77}, 9999}};
+  for (const auto& [from, to, block] : sizes)
+    for (const UInt32 opaque : {kOpaque, 0u}) {
+      CPicture picture(from);
+      picture.SetOpaque(opaque != 0);
+      for (size_t at = 0; at < from.Pixels(); ++at) {
+        const auto x = static_cast<UInt32>(at % from.m_u32W),
+                   y = static_cast<UInt32>(at / from.m_u32W);
+        const auto random = static_cast<UInt32>(g_random());
+        picture.Row(y)[x] = x % block + y % block != 0 ? picture.Row(y - y % block)[x - x % block]
+                            : opaque == 0              ? random
+                                          : (random & 0x01010101) * 255 | opaque;  // sharp edges
+      }
+      const T_Extent seen{to.m_u32W / 2 + 1, to.m_u32H / 2 + 1};
+      std::string error;
+      const auto scaled = ScalePicture(picture, to, seen, {}, &error);
+      ASSERT_EQ(scaled->Extent(), seen);
+      for (UInt32 at = 0; at < seen.Pixels() * 4; ++at) {
+        const UInt32 is = scaled->Row(0)[at / 4], pixel = at / 4, channel = at % 4;
+        const auto premultiplied = [&](UInt32 argb) {
+          return channel == 3 ? argb >> 24 : Channel(argb, channel) * (argb >> 24) / 255.0;
+        };
+        double sum = 0;
+        for (const auto& [y, high] : Sources(from.m_u32H, to.m_u32H, pixel / seen.m_u32W))
+          for (const auto& [x, wide] : Sources(from.m_u32W, to.m_u32W, pixel % seen.m_u32W))
+            sum += high * wide * premultiplied(picture.Row(y)[x]);
+        ASSERT_NEAR(premultiplied(is), sum, opaque != 0 && block > 1 ? 0.01 : 3)
+            << from.m_u32W << " px to " << to.m_u32W << " at " << pixel;
+        ASSERT_GE(is, opaque);
+      }
+    }
+}
+
+TEST_F(Pictures, AScreenIsCentredOnBlackUnderItsOverlay) {
+  const T_Extent canvases[] = {{39, 9}, {13, 11}, {39, 9}};
+  const T_Sample sample = Bmp(32, true, 40, 0, 0), over = Bmp(32, false, 56, 3, kOpaque);
+  Write("/guide", sample.m_bytes);
+  Write("/over", over.m_bytes);
+  std::vector<UInt32> pixels = sample.m_pixels, high(13 * 11, kOpaque);
+  BlendRow(over.m_pixels.data(), pixels.data(), kW * kH, 255);
+  std::copy(pixels.begin(), pixels.end(), high.begin() + 13);
+  const auto screens = LoadScreen("/guide", "/over", canvases, {}).m_vecPictures;
+  EXPECT_EQ(screens.at(0), screens.at(2)) << "made twice";
+  EXPECT_TRUE(std::equal(high.begin(), high.end(), screens[1]->Row(0)));
+  EXPECT_EQ(screens[0]->Row(8)[12], kOpaque);
+  EXPECT_TRUE(std::equal(&pixels[13 * 8], &pixels[13 * 8] + 13, screens[0]->Row(8) + 13));
+  EXPECT_EQ(LoadScreen("/guide", "/missing", canvases, {}).m_vecPictures[1]->Row(1)[0],
+            sample.m_pixels[0]);
+}
+
+TEST_F(Pictures, BlendingIsExact) {
+  const UInt32 corners[] = {0, 1, 127, 128, 254, 255};
+  const auto any = [&] { return Random(2) == 0 ? corners[Random(6)] : Random(256); };
+  for (int turn = 0; turn < 20000; ++turn) {
+    UInt32 aOver[64], aUnder[64], aIs[64];
+    const UInt32 opacity = any(), same = any();
+    for (UInt32* const pArray : {aOver, aUnder})
+      for (UInt32 at = 0; at < 64; ++at)
+        pArray[at] = (at % 16 < 8 ? same : any()) << 24 | any() << 16 | any() << 8 | any();
+    std::copy_n(aUnder, 64, aIs);
+    BlendRow(aOver, aIs, 64, opacity);
+    for (UInt32 at = 0; at < 64; ++at) {
+      const double s = std::floor((aOver[at] >> 24) * opacity / 255.0 + 0.5);
+      const double over = 255 * s, under = (aUnder[at] >> 24) * (255 - s), all = over + under;
+      UInt32 wanted = s == 0 ? aUnder[at] : static_cast<UInt32>(all / 255 + 0.5) << 24;
+      for (UInt32 c = 0; c < 3 && s > 0; ++c) {
+        const double sum = Channel(aOver[at], c) * over + Channel(aUnder[at], c) * under;
+        wanted |= static_cast<UInt32>(sum / all + 0.5) << 8 * c;
+      }
+      ASSERT_EQ(aIs[at], wanted) << aOver[at] << " over " << aUnder[at] << " by " << opacity;
+    }
+  }
+}
+
+}  // namespace
