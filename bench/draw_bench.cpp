@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/osd/textdrawer.h"
+#include "common/osd/painter.h"
 
 namespace {
 
@@ -23,31 +23,34 @@ class CScene {
  public:
   explicit CScene(UInt32 i_u32Pixels) {
     if (!SetUpLayer(kScreen, m_mapLayers)) std::abort();
-    m_stItem.m_u16Line = 1;
-    m_stItem.m_u16FontSize = static_cast<UInt16>(i_u32Pixels * 3840 / kScreen.m_u32W);
-    m_stItem.m_u32TextColour = 0xFFFFFFFF;
-    m_stItem.m_u32Background = 0x3F616161;
-    for (UInt32 i = 0; i < kCharacters; ++i) m_stItem.m_aText[0][i] = static_cast<char>('0' + i);
-    m_objGlyphs.SetFont(i_u32Pixels, m_stItem.m_u32TextColour, m_stItem.m_u32Background);
-    m_stRect = LayOut(m_stItem, m_objGlyphs.Cell(), Canvas(), kModeDraw).LineRect(0);
+    m_lstItems.emplace_back(T_DispRecord{});
+    T_DispRecord& record = m_lstItems.front().m_stRecord;
+    record.m_u16Line = 1;
+    record.m_u16FontSize = static_cast<UInt16>(i_u32Pixels * 3840 / kScreen.m_u32W);
+    record.m_u32TextColour = 0xFFFFFFFF;
+    record.m_u32Background = 0x3F616161;
+    for (UInt32 i = 0; i < kCharacters; ++i) record.m_aText[0][i] = static_cast<char>('0' + i);
+    m_objGlyphs.SetFont(i_u32Pixels, record.m_u32TextColour, record.m_u32Background);
+    m_stRect = LayOut(record, m_objGlyphs.Cell(), Canvas(), kToldDraw).LineRect(0);
     m_vecFlat.resize(size_t{m_stRect.m_u32W} * m_stRect.m_u32H);
   }
 
   T_Canvas Canvas() const { return m_mapLayers.begin()->second.Canvas(); }
   void Draw() {
-    m_objGlyphs.DrawString(m_stItem.m_aText[0], Canvas(), m_stRect.m_u32Y, m_stRect.m_u32X);
+    m_objGlyphs.DrawString(m_lstItems.front().m_stRecord.m_aText[0], Canvas(), m_stRect.m_u32Y,
+                           m_stRect.m_u32X);
   }
-  void DrawAndRefresh() { m_objDrawer.DrawOsdInfo(m_stItem, kModeDraw); }
-  void EraseAndRefresh() { m_objDrawer.DrawOsdInfo(m_stItem, kModeErase); }
+  void DrawAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), kModeDraw); }
+  void EraseAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), kModeErase); }
   void ClearRows() { ClearRect(Canvas(), m_stRect); }
   void ClearFlat() { std::memset(m_vecFlat.data(), 0, m_vecFlat.size() * sizeof(UInt32)); }
   double Pixels() const { return static_cast<double>(m_vecFlat.size()); }
 
  private:
   T_LayerMap m_mapLayers;
-  CTextDrawer m_objDrawer{&m_mapLayers};
+  T_ItemList m_lstItems;
+  CPainter m_objPainter{&m_mapLayers, &m_lstItems};
   CGlyphs m_objGlyphs;
-  T_DispRecord m_stItem{};
   T_Rect m_stRect;
   std::vector<UInt32> m_vecFlat;
 };

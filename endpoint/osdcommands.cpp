@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <string_view>
 
 #include "common/osd/commands.h"
 #include "common/osd/disp_record.h"
@@ -70,6 +71,13 @@ void CopyText(const T_MsgOsdStringShow& i_request, T_DispRecord* o_pRecord) {
   if (length > 0) std::memcpy(pLine, i_request.m_pStr.get(), length);
   std::replace(pLine, pLine + length, '\0', ' ');
   o_pRecord->m_u16Line = 1;
+}
+
+// The path area has no terminator of its own, but some senders count theirs in.
+std::string_view PathOf(const T_MsgOsdDispImage& i_request) {
+  std::string_view path(i_request.m_pPath.get(), i_request.m_u32StrLen);
+  while (path.ends_with('\0')) path.remove_suffix(1);
+  return path;
 }
 
 // The number after the first "=" of a line that begins with i_pName; a line without one is 0.
@@ -140,6 +148,13 @@ void ProcessMsgOsdStringShow(const T_MsgOsdStringShow& i_request) {
 }
 
 void ProcessMsgOsdDispImage(const T_MsgOsdDispImage& i_request) {
+  const std::string_view path = PathOf(i_request);
+  if (path.size() > T_DispRecord::kMaxPath || path.find('\0') != path.npos) {
+    LOG_ERROR("picture <%s> is not shown: its path has %zu bytes; at most %u and no NUL among them",
+              Printable(path.substr(0, T_DispRecord::kMaxPath)).c_str(), path.size(),
+              T_DispRecord::kMaxPath);
+    return;
+  }
   auto pRecord = std::make_unique<T_DispRecord>();
   pRecord->m_u32Source = kModuleEndpoint;
   pRecord->m_u32Kind = T_DispRecord::kKindIcon;
@@ -149,14 +164,12 @@ void ProcessMsgOsdDispImage(const T_MsgOsdDispImage& i_request) {
   pRecord->m_u32Y = i_request.m_u16Y;
   pRecord->m_u32W = i_request.m_u16Width;
   pRecord->m_u32H = i_request.m_u16Height;
-  // A path may run on over the lines' borders; the last byte of the area stays its terminator.
-  char* const pPath = pRecord->m_aText[0];
-  const size_t length = std::min<size_t>(i_request.m_u32StrLen, sizeof(pRecord->m_aText) - 1);
-  if (length > 0) std::memcpy(pPath, i_request.m_pPath.get(), length);
+  pRecord->m_u16Opacity = i_request.m_u16Opacity;
+  path.copy(pRecord->m_aText[0], path.size());
   pRecord->m_u16Line = 1;
   pRecord->m_u16Time = T_DispRecord::kForever;
   LOG_INFO("osd icon: vosseq<%#x> seq<%#x>, rect<%d,%d>, path<%s>,hide<%u>", pRecord->m_u16VoSeq,
-           pRecord->m_u16Seq, pRecord->m_u32X, pRecord->m_u32Y, pPath, pRecord->m_u8Hide);
+           pRecord->m_u16Seq, pRecord->m_u32X, pRecord->m_u32Y, pRecord->Path(), pRecord->m_u8Hide);
   SendRecord(kOsdIconShow, std::move(pRecord));
 }
 
@@ -223,8 +236,13 @@ void ProcessMsgOsdTouchCalibration(const T_MsgOsdTouchCalibration& i_request) {
 }
 
 void HideOsdGuide(UInt32 i_u32Guide) {
-  if (i_u32Guide == 0xff)
-    Send(MakeCommand(kOsdIconHide));
-  else
+  if (i_u32Guide != kGuideAlone) {
     LOG_ERROR("HideOsdGuide: shouldn't be here");
+    return;
+  }
+  T_ModuleMsg command = MakeCommand(kOsdIconHide);
+  command.Put<UInt16>(0, T_DispRecord::kAllOutputs);
+  command.Put<UInt16>(2, kEverything);
+  command.Put<UInt16>(4, kGuideAlone);
+  Send(command);
 }

@@ -15,6 +15,7 @@ struct T_Rect {
   UInt32 m_u32H = 0;
 
   Bool IsEmpty() const { return m_u32W == 0 || m_u32H == 0; }
+  bool operator==(const T_Rect&) const = default;
 };
 
 // Borrowed memory: whoever made it owns it.
@@ -32,6 +33,16 @@ inline void ClearRect(const T_Canvas& i_canvas, const T_Rect& i_rect) {
   for (UInt32 row = 0; row < i_rect.m_u32H; ++row)
     std::memset(i_canvas.Row(i_rect.m_u32Y + row) + i_rect.m_u32X, 0,
                 size_t{i_rect.m_u32W} * sizeof(UInt32));
+}
+
+// What lies in both.
+inline T_Rect Intersect(const T_Rect& i_a, const T_Rect& i_b) {
+  const UInt32 left = std::max(i_a.m_u32X, i_b.m_u32X);
+  const UInt32 top = std::max(i_a.m_u32Y, i_b.m_u32Y);
+  const UInt32 right = std::min(i_a.m_u32X + i_a.m_u32W, i_b.m_u32X + i_b.m_u32W);
+  const UInt32 bottom = std::min(i_a.m_u32Y + i_a.m_u32H, i_b.m_u32Y + i_b.m_u32H);
+  if (left >= right || top >= bottom) return {};
+  return {left, top, right - left, bottom - top};
 }
 
 // The smallest rectangle that holds both; an empty one counts for nothing.

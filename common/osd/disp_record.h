@@ -20,6 +20,7 @@ struct T_DispRecord {
   static constexpr UInt32 kMaxLines = 34;
   static constexpr UInt32 kLineSize = 65;  // 64 characters and a NUL
   static constexpr UInt32 kLineChars = 64;
+  static constexpr UInt32 kMaxPath = kMaxLines * kLineSize - 1;  // bytes, without the NUL
   static constexpr UInt32 kKindText = 0;
   static constexpr UInt32 kKindIcon = 1;
   static constexpr UInt16 kForever = 0xFFFF;
@@ -38,21 +39,28 @@ struct T_DispRecord {
   UInt32 m_u32Position;  // position code 0 to 8
   UInt32 m_u32X;         // horizontal offset on a grid 16000 wide
   UInt32 m_u32Y;         // vertical offset on a grid 9000 high
-  UInt32 m_u32W;         // pictures only
-  UInt32 m_u32H;         // pictures only
+  UInt32 m_u32W;         // pictures only, on the same grid; both 0 = the picture's own pixels,
+  UInt32 m_u32H;         // one of them 0 = as the picture's aspect asks
   UInt16 m_u16Line;      // lines in use
-  char m_aText[kMaxLines][kLineSize];  // an icon's path is in the first
-  UInt8 m_aReserved[66];
+  char m_aText[kMaxLines][kLineSize];  // an icon's path fills as much of it as it needs
+  UInt16 m_u16Opacity;                 // pictures only: 0 invisible to 255 as the picture is
+  UInt8 m_aReserved[64];
   UInt16 m_u16FontSize;    // px on a screen 3840 px wide; 0 = default size and colours
   UInt32 m_u32TextColour;  // ARGB8888
   UInt32 m_u32Background;  // ARGB8888
 
   UInt32 Class() const { return m_u16Seq >> 8; }
+  Bool IsIcon() const { return m_u32Kind == kKindIcon; }
+  const char* Path() const { return m_aText[0]; }
+  Bool IsOn(SInt32 i_s32VoDev) const {
+    return m_u16VoSeq == kAllOutputs || m_u16VoSeq == i_s32VoDev;
+  }
 };
 static_assert(offsetof(T_DispRecord, m_u16VoSeq) == 8);
 static_assert(offsetof(T_DispRecord, m_u8Hide) == 20);
 static_assert(offsetof(T_DispRecord, m_u32Position) == 28);
 static_assert(offsetof(T_DispRecord, m_u16Line) == 48);
 static_assert(offsetof(T_DispRecord, m_aText) == 50);
+static_assert(offsetof(T_DispRecord, m_u16Opacity) == 2260);
 static_assert(offsetof(T_DispRecord, m_u16FontSize) == 2326);
 static_assert(sizeof(T_DispRecord) == 2336);

@@ -13,8 +13,6 @@ constexpr UInt32 kCapacity = 64;
 constexpr UInt32 kImageClass = 2;
 constexpr UInt32 kEvery = 255;
 constexpr UInt16 kEverySeq = 0xFFFF;
-// The guide screen is a picture, and none is built in.
-constexpr UInt32 kGuideShown = 0;
 
 constexpr UInt32 kCancelClasses[] = {1, 3, 4};
 constexpr UInt32 kDeleteClasses[] = {1, 3, 4, 5};
@@ -42,55 +40,16 @@ class CSeqMatch {
   const UInt32 (&m_aClasses)[kCount];
 };
 
-size_t TextLength(const T_DispRecord& i_item) { return std::strlen(i_item.m_aText[0]); }
-
-// A text of the same length covers its predecessor; otherwise that must be erased first. A request
-// without text counts as one of length 0, although the stored text stays.
-Bool HasLengthOf(const T_DispRecord& i_item, const T_DispRecord& i_new) {
-  return TextLength(i_item) == (i_new.m_u32Mask & kMaskText ? TextLength(i_new) : 0);
-}
-
-Bool HasShapeOf(const T_DispRecord& i_item, const T_DispRecord& i_new) {
-  if (!(i_new.m_u32Mask & kMaskText)) return HasLengthOf(i_item, i_new);
-  if (i_item.m_u16Line != i_new.m_u16Line) return false;
-  for (UInt32 line = 0; line < i_item.m_u16Line; ++line)
-    if (std::strlen(i_item.m_aText[line]) != std::strlen(i_new.m_aText[line])) return false;
-  return true;
-}
-
-// Source, kind and mask stay those of the first request.
-void Merge(const T_DispRecord& i_new, T_DispRecord& io_item) {
-  const UInt32 u32Mask = i_new.m_u32Mask;
-  if (u32Mask & kMaskPosition) {
-    io_item.m_u32Position = i_new.m_u32Position;
-    io_item.m_u32X = i_new.m_u32X;
-    io_item.m_u32Y = i_new.m_u32Y;
-  }
-  if (u32Mask & kMaskFontSize) io_item.m_u16FontSize = i_new.m_u16FontSize;
-  if (u32Mask & kMaskTextColour) io_item.m_u32TextColour = i_new.m_u32TextColour;
-  if (u32Mask & kMaskBackground) io_item.m_u32Background = i_new.m_u32Background;
-  io_item.m_u16Time = u32Mask & kMaskForever ? T_DispRecord::kForever : T_DispRecord::kTimedSeconds;
-  io_item.m_u8Hide = 0;
-  io_item.m_u16VoSeq = i_new.m_u16VoSeq;
-}
-
-void MergeFirstLine(const T_DispRecord& i_new, T_DispRecord& io_item) {
-  if (!(i_new.m_u32Mask & kMaskText)) return;
-  std::memcpy(io_item.m_aText[0], i_new.m_aText[0], T_DispRecord::kLineChars);
-  io_item.m_aText[0][T_DispRecord::kLineChars] = '\0';
-  io_item.m_u16Line = 1;
-}
-
-void MergeAllLines(const T_DispRecord& i_new, T_DispRecord& io_item) {
-  if (!(i_new.m_u32Mask & kMaskText)) return;
-  std::memcpy(io_item.m_aText, i_new.m_aText, sizeof(io_item.m_aText));
-  io_item.m_u16Line = i_new.m_u16Line;
-}
-
 void ClampLines(T_DispRecord& io_item) {
   if (io_item.m_u16Line <= T_DispRecord::kMaxLines) return;
   LOG_ERROR("disp line num<%d> error", io_item.m_u16Line);
   io_item.m_u16Line = T_DispRecord::kMaxLines;
+}
+
+void LogShown(const T_DispRecord& i_item, Bool i_bGuide) {
+  LOG_INFO("osd disp: bGS<%u>,seq<%#x>,rect<%d,%d>,line<%d>,time<%u>,str<%s>,hide<%u>,voseq<%#x>",
+           UInt32{i_bGuide}, i_item.m_u16Seq, i_item.m_u32X, i_item.m_u32Y, i_item.m_u16Line,
+           i_item.m_u16Time, i_item.m_aText[0], i_item.m_u8Hide, i_item.m_u16VoSeq);
 }
 
 }  // namespace
@@ -101,46 +60,78 @@ Bool CDisplayList::HasRoom() const {
   return false;
 }
 
-Bool CDisplayList::Draw(const T_DispRecord& i_item, EDrawMode i_eMode) {
-  if (i_item.m_u32Kind != T_DispRecord::kKindIcon) return m_pDrawer->DrawOsdInfo(i_item, i_eMode);
-  LOG_WARN("pictures are not built in: <%s> is not drawn", i_item.m_aText[0]);
-  return true;
+void CDisplayList::Erase(T_Item& io_item) {
+  if (io_item.m_stRecord.IsIcon())
+    m_pPainter->Move(io_item, {});
+  else
+    m_pPainter->ChangeText(io_item, kModeErase);
 }
 
-void CDisplayList::EraseIfShown(const T_DispRecord& i_item) {
-  if (i_item.m_u8Hide == 0) Draw(i_item, kModeErase);
+void CDisplayList::EraseIfShown(T_Item& io_item) {
+  if (io_item.m_stRecord.m_u8Hide == 0) Erase(io_item);
 }
 
-Bool CDisplayList::DrawAndKeep(T_DispRecord& io_item, Bool i_bNew) {
-  ClampLines(io_item);
-  if (!Draw(io_item, kModeDraw)) return false;
-  if (i_bNew) m_listDispInfo.push_back(io_item);
-  return true;
+void CDisplayList::Hide(T_Item& io_item) {
+  m_objIcons.Withdraw(io_item);
+  EraseIfShown(io_item);
+  io_item.m_stRecord.m_u8Hide = 1;
+}
+
+// The item that i_record is about, as it is from now on. An icon becomes a text as a whole.
+CDisplayList::T_List::iterator CDisplayList::Merge(T_List::iterator i_found,
+                                                   const T_DispRecord& i_record,
+                                                   const T_TextRules& i_rules) {
+  if (i_found == m_listDispInfo.end()) return m_listDispInfo.insert(i_found, T_Item(i_record));
+  T_DispRecord& stored = i_found->m_stRecord;
+  m_objIcons.Withdraw(*i_found);
+  if (stored.IsIcon()) {
+    Erase(*i_found);
+    stored = i_record;
+    return i_found;
+  }
+  if (!i_rules.m_pCovers(stored, i_record)) EraseIfShown(*i_found);
+  MergeFields(i_record, stored);
+  i_rules.m_pMergeText(i_record, stored);
+  return i_found;
+}
+
+Bool CDisplayList::DrawText(T_List::iterator i_item, Bool i_bNew) {
+  ClampLines(i_item->m_stRecord);
+  const Bool bDrawn = m_pPainter->ChangeText(*i_item, kModeDraw);
+  if (m_pPainter->Restore() && bDrawn) return true;
+  if (m_pPainter->HasBackground())
+    LOG_ERROR("REFRESH <%s> disp failed!", i_item->m_stRecord.m_aText[0]);
+  if (i_bNew) m_listDispInfo.erase(i_item);
+  return false;
+}
+
+void CDisplayList::ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record) {
+  const Bool bNew = i_found == m_listDispInfo.end();
+  T_Item& item = bNew ? m_listDispInfo.emplace_back(i_record) : *i_found;
+  item.m_bNew |= bNew;
+  m_objIcons.Request(item, i_record);
 }
 
 Bool CDisplayList::Show(const T_DispRecord& i_record) {
-  const auto found = std::find_if(
-      m_listDispInfo.begin(), m_listDispInfo.end(),
-      [&](const T_DispRecord& i_item) { return i_item.m_u16Seq == i_record.m_u16Seq; });
-  const Bool bNew = found == m_listDispInfo.end();
-  T_DispRecord record = i_record;
-  T_DispRecord& item = bNew ? record : *found;
-  if (!bNew) {
-    if (!HasLengthOf(item, i_record)) EraseIfShown(item);
-    Merge(i_record, item);
-    MergeFirstLine(i_record, item);
+  auto item = std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
+    return i_item.m_stRecord.m_u16Seq == i_record.m_u16Seq;
+  });
+  const Bool bNew = item == m_listDispInfo.end();
+  if (i_record.IsIcon()) {
+    LogShown(i_record, m_pPainter->HasBackground());
+    ShowIcon(item, i_record);
+    return true;
   }
-  LOG_INFO("osd disp: bGS<%u>,seq<%#x>,rect<%d,%d>,line<%d>,time<%u>,str<%s>,hide<%u>,voseq<%#x>",
-           kGuideShown, item.m_u16Seq, item.m_u32X, item.m_u32Y, item.m_u16Line, item.m_u16Time,
-           item.m_aText[0], item.m_u8Hide, item.m_u16VoSeq);
-  return DrawAndKeep(item, bNew);
+  item = Merge(item, i_record, kFirstLineRules);
+  LogShown(item->m_stRecord, m_pPainter->HasBackground());
+  return DrawText(item, bNew);
 }
 
 CDisplayList::T_List::iterator CDisplayList::FindById(const T_DispRecord& i_record) {
-  return std::find_if(
-      m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_DispRecord& i_item) {
-        return i_item.m_u32Source == i_record.m_u32Source && i_item.m_u32Id == i_record.m_u32Id;
-      });
+  return std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
+    return i_item.m_stRecord.m_u32Source == i_record.m_u32Source &&
+           i_item.m_stRecord.m_u32Id == i_record.m_u32Id;
+  });
 }
 
 Bool CDisplayList::ShowById(const T_DispRecord& i_record) {
@@ -152,22 +143,20 @@ Bool CDisplayList::ShowById(const T_DispRecord& i_record) {
   for (UInt32 line = 0; line < record.m_u16Line; ++line)
     LOG_INFO("osd disp info<%d:%s>", line, record.m_aText[line]);
   const auto found = FindById(record);
-  if (found == m_listDispInfo.end()) return DrawAndKeep(record, true);
-  if (!HasShapeOf(*found, record)) EraseIfShown(*found);
-  Merge(record, *found);
-  MergeAllLines(record, *found);
-  return DrawAndKeep(*found, false);
+  if (record.IsIcon()) {
+    ShowIcon(found, record);
+    return true;
+  }
+  return DrawText(Merge(found, record, kAllLinesRules), found == m_listDispInfo.end());
 }
 
 void CDisplayList::Cancel(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
   LOG_INFO("osd cancel disp voseq<%#x> osdseq<%#x>", i_u16VoSeq, i_u16Seq);
   const CSeqMatch match(i_u16Seq, kCancelClasses);
-  for (T_DispRecord& item : m_listDispInfo) {
-    if (item.m_u16VoSeq != i_u16VoSeq || !match.IsCandidate(item)) continue;
-    if (match.HasClass(item)) {
-      EraseIfShown(item);
-      item.m_u8Hide = 1;
-    }
+  for (T_Item& item : m_listDispInfo) {
+    const T_DispRecord& record = item.m_stRecord;
+    if (record.m_u16VoSeq != i_u16VoSeq || !match.IsCandidate(record)) continue;
+    if (match.HasClass(record)) Hide(item);
     if (!match.EveryNumber()) return;
   }
 }
@@ -185,22 +174,29 @@ void CDisplayList::CancelById(const T_DispRecord& i_record) {
   if (found == m_listDispInfo.end()) return;
   // The identity decides; a text that is not the stored one is only reported.
   for (UInt32 line = 0; line < u32Lines; ++line)
-    if (std::strcmp(i_record.m_aText[line], found->m_aText[line]) != 0)
+    if (std::strcmp(i_record.m_aText[line], found->m_stRecord.m_aText[line]) != 0)
       LOG_ERROR("calcel osd disp new<%s> != old<%s>, idx = %d", i_record.m_aText[line],
-                found->m_aText[line], line);
-  EraseIfShown(*found);
-  found->m_u8Hide = 1;
+                found->m_stRecord.m_aText[line], line);
+  Hide(*found);
 }
 
 void CDisplayList::HideIcons(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
-  for (T_DispRecord& item : m_listDispInfo)
-    if (item.m_u32Kind == T_DispRecord::kKindIcon && item.m_u16VoSeq == i_u16VoSeq &&
-        (i_u16Seq == kEverySeq || item.m_u16Seq == i_u16Seq))
-      item.m_u8Hide = 1;
+  const auto means = [=](const T_DispRecord& i_record) {
+    return i_record.IsIcon() && (i_u16Seq == kEverySeq || i_record.m_u16Seq == i_u16Seq) &&
+           (i_u16VoSeq == T_DispRecord::kAllOutputs || i_record.m_u16VoSeq == i_u16VoSeq);
+  };
+  for (T_Item& item : m_listDispInfo) {
+    if (item.m_pNext != nullptr && means(*item.m_pNext)) m_objIcons.Withdraw(item);
+    if (means(item.m_stRecord)) Hide(item);
+  }
 }
 
 void CDisplayList::HideAll() {
-  for (T_DispRecord& item : m_listDispInfo) item.m_u8Hide = 1;
+  for (T_Item& item : m_listDispInfo) {
+    m_objIcons.Withdraw(item);
+    CPainter::Forget(item);
+    item.m_stRecord.m_u8Hide = 1;
+  }
 }
 
 void CDisplayList::Delete(UInt16 i_u16Seq) {
@@ -209,9 +205,9 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
   const CSeqMatch match(i_u16Seq, kDeleteClasses);
   for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end();) {
     const auto current = item++;
-    if (!match.IsCandidate(*current)) continue;
-    if (match.HasClass(*current)) {
-      EraseIfShown(*current);
+    if (!match.IsCandidate(current->m_stRecord)) continue;
+    if (match.HasClass(current->m_stRecord)) {
+      Hide(*current);
       m_listDispInfo.erase(current);
     }
     if (!match.EveryNumber()) break;
@@ -220,25 +216,46 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
 }
 
 void CDisplayList::HandleTimerMsg() {
-  for (T_DispRecord& item : m_listDispInfo) {
-    if (item.Class() == kImageClass || item.m_u16Time == 0 ||
-        item.m_u16Time == T_DispRecord::kForever)
+  for (T_Item& item : m_listDispInfo) {
+    T_DispRecord& record = item.m_stRecord;
+    if (record.Class() == kImageClass || record.m_u16Time == 0 ||
+        record.m_u16Time == T_DispRecord::kForever)
       continue;
-    if (--item.m_u16Time != 0) continue;
-    Draw(item, kModeErase);
-    item.m_u8Hide = 1;
-    LOG_INFO("HandleTimerMsg voseq<%#x> str<%s> time<%d> hide<%d>", item.m_u16VoSeq,
-             item.m_aText[0], item.m_u16Time, item.m_u8Hide);
+    if (--record.m_u16Time != 0) continue;
+    Erase(item);
+    record.m_u8Hide = 1;
+    LOG_INFO("HandleTimerMsg voseq<%#x> str<%s> time<%d> hide<%d>", record.m_u16VoSeq,
+             record.m_aText[0], record.m_u16Time, record.m_u8Hide);
   }
 }
 
 void CDisplayList::DisplayDisInfoList(SInt32 i_s32VoDev) {
   LOG_INFO("DisplayDisInfoList: size<%u>", Size());
-  for (T_DispRecord& item : m_listDispInfo) {
-    if (item.m_u16VoSeq != i_s32VoDev || item.m_u8Hide != 0 || item.Class() == kImageClass)
+  for (T_Item& item : m_listDispInfo) {
+    T_DispRecord& record = item.m_stRecord;
+    // What is on its way was asked for in another size.
+    if (item.m_pNext != nullptr && item.m_pNext->IsOn(i_s32VoDev))
+      m_objIcons.Request(item, T_DispRecord(*item.m_pNext));
+    if (record.m_u16VoSeq != i_s32VoDev || record.m_u8Hide != 0 || record.Class() == kImageClass)
       continue;
-    Draw(item, kModeDraw);
-    if (item.m_u32Kind != T_DispRecord::kKindIcon && item.m_u16Time < T_DispRecord::kForever)
-      item.m_u16Time = T_DispRecord::kTimedSeconds;
+    if (record.IsIcon()) {
+      if (item.m_pNext == nullptr) m_objIcons.Request(item, T_DispRecord(record));
+      continue;
+    }
+    m_pPainter->ChangeText(item, kModeDraw);
+    if (record.m_u16Time < T_DispRecord::kForever) record.m_u16Time = T_DispRecord::kTimedSeconds;
   }
+}
+
+CDisplayList::T_List::iterator CDisplayList::FindByTicket(UInt64 i_u64Ticket) {
+  return std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
+    return i_item.m_pNext != nullptr && i_item.m_u64Ticket == i_u64Ticket;
+  });
+}
+
+void CDisplayList::Take(const T_PictureResult& i_result) {
+  const auto found = FindByTicket(i_result.m_u64Ticket);
+  if (found == m_listDispInfo.end()) return;
+  m_objIcons.Take(*found, i_result);
+  if (found->m_bNew) m_listDispInfo.erase(found);
 }

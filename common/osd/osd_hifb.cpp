@@ -15,6 +15,9 @@ constexpr SInt32 kDrainWaitMs = 1;
 constexpr UInt32 kLastNoOp = 2;
 // Periodic, identity 0, every second; the last word is not used.
 constexpr UInt32 kTickTimer[] = {1, 0, 1000, 0};
+constexpr UInt16 kFullOpacity = 255;
+// Outputs are numbered in 8 bits, though hides of pictures carry 16.
+constexpr UInt16 kOutputMask = 0xFF;
 
 T_LayerRequest ReadLayerRequest(const T_ModuleMsg& i_msg) {
   return {i_msg.Get<SInt32>(0),  i_msg.Get<SInt32>(4), i_msg.Get<SInt32>(8),
@@ -30,6 +33,7 @@ Bool CopyRecord(const T_ModuleMsg& i_msg, T_DispRecord* o_pRecord) {
   }
   *o_pRecord = *pBlock;
   if (i_msg.m_u32MsgNo == kOsdIconShow) o_pRecord->m_u32Kind = T_DispRecord::kKindIcon;
+  o_pRecord->m_u16Opacity = std::min(o_pRecord->m_u16Opacity, kFullOpacity);
   for (UInt32 line = 0; line < T_DispRecord::kMaxLines; ++line)
     if (o_pRecord->m_u32Kind != T_DispRecord::kKindIcon || line + 1 == T_DispRecord::kMaxLines)
       o_pRecord->m_aText[line][T_DispRecord::kLineChars] = '\0';
@@ -43,8 +47,15 @@ void FreeRecord(T_ModuleMsg* io_pMsg) {
   io_pMsg->PutBlock<T_DispRecord>(nullptr);
 }
 
-// The path belongs to the renderer in either case.
-void FreePath(T_ModuleMsg* io_pMsg) {
+Bool IsResult(const T_ModuleMsg& i_msg) { return i_msg.m_u32Src == kModuleOsd; }
+
+// What comes with it belongs to the renderer in either case.
+void FreePicture(T_ModuleMsg* io_pMsg) {
+  if (IsResult(*io_pMsg)) {
+    delete io_pMsg->Block<T_PictureResult>();
+    io_pMsg->PutBlock<T_PictureResult>(nullptr);
+    return;
+  }
   delete[] io_pMsg->Get<char*>(kPicturePathOffset);
   io_pMsg->Put<char*>(kPicturePathOffset, nullptr);
 }
@@ -57,13 +68,13 @@ const COsdHifb::T_Command COsdHifb::s_aCommands[] = {
     {kOsdReInit, &COsdHifb::HandleReInit, nullptr},
     {kOsdTextShow, &COsdHifb::HandleShow, FreeRecord},
     {kOsdTextCancel, &COsdHifb::HandleCancel, nullptr},
-    {kOsdIconShow, &COsdHifb::HandleIconShow, FreeRecord},
+    {kOsdIconShow, &COsdHifb::HandleShow, FreeRecord},
     {kOsdIconHide, &COsdHifb::HandleIconHide, nullptr},
     {kOsdGuide, &COsdHifb::HandleGuide, nullptr},
     {kOsdShowById, &COsdHifb::HandleShowById, FreeRecord},
     {kOsdCancelById, &COsdHifb::HandleCancelById, FreeRecord},
     {kOsdDelete, &COsdHifb::HandleDelete, nullptr},
-    {kOsdPicture, &COsdHifb::HandlePicture, FreePath},
+    {kOsdPicture, &COsdHifb::HandlePicture, FreePicture},
     {kOsdCancelAll, &COsdHifb::HandleCancelAll, nullptr},
 };
 
@@ -84,6 +95,7 @@ void COsdHifb::Stop() {
   wake.m_u32MsgNo = kMsgNone;
   m_objQueue.Push(&wake);
   StopAndWaitForThread();
+  m_objDesk.Stop();
   // Here and not in the destructor: after main the media SDK may be gone already.
   CMutexLocker locker(&m_objListMutex);
   m_mapLayers.clear();
@@ -130,7 +142,12 @@ void COsdHifb::FreeWhatIsLeft(T_ModuleMsg* io_pMsg) {
 UInt32 COsdHifb::Handle(T_ModuleMsg* io_pMsg) {
   CMutexLocker locker(&m_objMutex);
   CMutexLocker listLocker(&m_objListMutex);
-  return Dispatch(io_pMsg);
+  const UInt32 u32Result = Dispatch(io_pMsg);
+  for (T_PictureResult dropped = m_objDesk.TakeDropped(); dropped.m_u64Ticket != 0;
+       dropped = m_objDesk.TakeDropped())
+    TakeResult(dropped);
+  m_objPainter.Restore();
+  return u32Result;
 }
 
 UInt32 COsdHifb::Dispatch(T_ModuleMsg* io_pMsg) {
@@ -152,6 +169,7 @@ UInt32 COsdHifb::HandleOsdInitMsg(T_ModuleMsg* i_pMsg) {
            request.m_s32X, request.m_s32Y, request.m_u32W, request.m_u32H);
   if (m_mapLayers.contains(request.m_s32VoDev)) DeInit(request.m_s32VoDev);
   if (!SetUpLayer(request, m_mapLayers)) return 0;
+  m_objGuide.Renew(request.m_s32VoDev);
   m_objList.DisplayDisInfoList(request.m_s32VoDev);
   // A tick that the timer service refused is asked for again by the next init.
   if (!m_bTickRunning) m_bTickRunning = SendToTimer(kMsgTimerAdd);
@@ -179,6 +197,7 @@ void COsdHifb::DeInit(SInt32 i_s32VoDev) {
   }
   LOG_INFO("osd deinit for [%d]", i_s32VoDev);
   m_mapLayers.erase(layer);
+  m_objPainter.ForgetLayer(i_s32VoDev);
   if (m_mapLayers.empty() && m_bTickRunning) m_bTickRunning = !SendToTimer(kMsgTimerCancel);
 }
 
@@ -204,17 +223,16 @@ UInt32 COsdHifb::HandleCancel(T_ModuleMsg* i_pMsg) {
   return 1;
 }
 
-// An icon is an item like a text; only its drawing is missing.
-UInt32 COsdHifb::HandleIconShow(T_ModuleMsg* io_pMsg) { return HandleShow(io_pMsg); }
-
 UInt32 COsdHifb::HandleIconHide(T_ModuleMsg* i_pMsg) {
-  LOG_WARN("pictures are not built in: nothing is erased");
-  m_objList.HideIcons(i_pMsg->Get<UInt16>(0), i_pMsg->Get<UInt16>(2));
+  const UInt16 u16Output = i_pMsg->Get<UInt16>(0) & kOutputMask;
+  const UInt16 u16Seq = i_pMsg->Get<UInt16>(2);
+  m_objGuide.Hide(u16Output, u16Seq);
+  if (i_pMsg->Get<UInt16>(4) != kGuideAlone) m_objList.HideIcons(u16Output, u16Seq);
   return 1;
 }
 
-UInt32 COsdHifb::HandleGuide(T_ModuleMsg*) {
-  LOG_WARN("pictures are not built in: the guide screen is not drawn");
+UInt32 COsdHifb::HandleGuide(T_ModuleMsg* i_pMsg) {
+  m_objGuide.Show(i_pMsg->Get<UInt16>(0) & kOutputMask, i_pMsg->Get<UInt16>(2), "");
   return 1;
 }
 
@@ -239,10 +257,22 @@ UInt32 COsdHifb::HandleDelete(T_ModuleMsg* i_pMsg) {
 }
 
 UInt32 COsdHifb::HandlePicture(T_ModuleMsg* io_pMsg) {
-  const char* const pPath = io_pMsg->Get<const char*>(kPicturePathOffset);
-  LOG_WARN("pictures are not built in: <%s> is not drawn", pPath != nullptr ? pPath : "");
-  FreePath(io_pMsg);
+  if (IsResult(*io_pMsg)) {
+    const T_PictureResult* const pResult = io_pMsg->Block<T_PictureResult>();
+    if (pResult != nullptr) TakeResult(*pResult);
+  } else {
+    const char* const pPath = io_pMsg->Get<const char*>(kPicturePathOffset);
+    m_objGuide.Show(io_pMsg->Get<UInt16>(kPictureOutSeqWord * 4) & kOutputMask,
+                    io_pMsg->Get<UInt16>(kPictureOutSeqWord * 4 + 2),
+                    pPath != nullptr ? pPath : "");
+  }
+  FreePicture(io_pMsg);
   return 1;
+}
+
+void COsdHifb::TakeResult(const T_PictureResult& i_result) {
+  m_objDesk.Keep(i_result);
+  if (!m_objGuide.Take(i_result)) m_objList.Take(i_result);
 }
 
 UInt32 COsdHifb::HandleCancelAll(T_ModuleMsg*) {

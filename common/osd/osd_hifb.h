@@ -1,12 +1,14 @@
 // The renderer: module 4 of the bus. It owns the layers, the display list and the font. One object
 // lives as long as the process; asynchronous messages are handled on its thread, synchronous ones
-// on the sender's.
+// on the sender's. Pictures are read on a thread of their own and come back as messages.
 //
 // Locks, from the outside in: the renderer mutex, which lets every handler run alone; the mutex of
-// layer map and display list; and then the bus lock, when the tick is started or stopped.
+// layer map and display list; and then the bus lock, when the tick is started or stopped, or the
+// lock of the picture worker's jobs.
 #pragma once
 
 #include "common/osd/display_list.h"
+#include "common/osd/guide.h"
 #include "daemon/common/msg_queue.h"
 #include "framework/thread.h"
 
@@ -50,7 +52,6 @@ class COsdHifb : public CThread {
   UInt32 HandleReInit(T_ModuleMsg* i_pMsg);
   UInt32 HandleShow(T_ModuleMsg* io_pMsg);
   UInt32 HandleCancel(T_ModuleMsg* i_pMsg);
-  UInt32 HandleIconShow(T_ModuleMsg* io_pMsg);
   UInt32 HandleIconHide(T_ModuleMsg* i_pMsg);
   UInt32 HandleGuide(T_ModuleMsg* i_pMsg);
   UInt32 HandleShowById(T_ModuleMsg* io_pMsg);
@@ -59,6 +60,7 @@ class COsdHifb : public CThread {
   UInt32 HandlePicture(T_ModuleMsg* io_pMsg);
   UInt32 HandleCancelAll(T_ModuleMsg* i_pMsg);
 
+  void TakeResult(const T_PictureResult& i_result);
   void DeInit(SInt32 i_s32VoDev);
   Bool SendToTimer(UInt32 i_u32MsgNo);
 
@@ -68,8 +70,10 @@ class COsdHifb : public CThread {
   // Guarded by m_objListMutex, always taken after m_objMutex.
   CMutex m_objListMutex;
   T_LayerMap m_mapLayers;
-  CTextDrawer m_objDrawer{&m_mapLayers};
-  CDisplayList m_objList{&m_objDrawer};
+  CPictureDesk m_objDesk;
+  CDisplayList m_objList{&m_objPainter, &m_objDesk};
+  CPainter m_objPainter{&m_mapLayers, m_objList.Items()};
+  CGuide m_objGuide{&m_objPainter, &m_objDesk};
   // Whether the timer service was heard to have accepted the one-second tick.
   Bool m_bTickRunning = false;
 };

@@ -22,9 +22,8 @@ constexpr T_Place kPlaces[] = {
 };
 static_assert(sizeof(kPlaces) / sizeof(kPlaces[0]) == kPositionCodes);
 
-// Offsets are given on a grid of this size, whatever the canvas.
-constexpr SInt64 kGridW = 16000;
-constexpr SInt64 kGridH = 9000;
+constexpr UInt64 kGridW = 16000;
+constexpr UInt64 kGridH = 9000;
 
 // Negative when the block is longer than the canvas.
 SInt64 Along(EPlace i_ePlace, SInt64 i_s64Canvas, SInt64 i_s64Margin, SInt64 i_s64Block) {
@@ -44,42 +43,45 @@ UInt32 MeasureLines(const T_DispRecord& i_item, T_Layout& o_layout) {
 }
 
 // Compared as unsigned: what is left of or above the canvas counts as too far, too.
-void PullBack(SInt64 i_s64X, SInt64 i_s64Y, const T_Canvas& i_canvas, T_Layout& io_layout) {
+void PullBack(SInt64 i_s64X, SInt64 i_s64Y, const T_Canvas& i_canvas, ETold i_eTold,
+              T_Layout& io_layout) {
   io_layout.m_u32X = static_cast<UInt32>(i_s64X);
   io_layout.m_u32Y = static_cast<UInt32>(i_s64Y);
   if (static_cast<UInt64>(i_s64X) >= i_canvas.m_u32W) {
-    LOG_ERROR("DrawOsdInfo wb=%u >= maxW=%u err, set wb=0", io_layout.m_u32X, i_canvas.m_u32W);
+    if (i_eTold != kToldNothing)
+      LOG_ERROR("DrawOsdInfo wb=%u >= maxW=%u err, set wb=0", io_layout.m_u32X, i_canvas.m_u32W);
     io_layout.m_u32X = 0;
   }
   if (static_cast<UInt64>(i_s64Y) >= i_canvas.m_u32H) {
-    LOG_ERROR("DrawOsdInfo hb=%u >= maxH=%u err, set hb=0", io_layout.m_u32Y, i_canvas.m_u32H);
+    if (i_eTold != kToldNothing)
+      LOG_ERROR("DrawOsdInfo hb=%u >= maxH=%u err, set hb=0", io_layout.m_u32Y, i_canvas.m_u32H);
     io_layout.m_u32Y = 0;
   }
 }
 
 Bool FitsAcross(const T_Layout& i_layout, UInt32 i_u32Line, const char* i_pText,
-                const T_Canvas& i_canvas, EDrawMode i_eMode) {
+                const T_Canvas& i_canvas, ETold i_eTold) {
   const UInt32 u32Length = i_layout.m_aLength[i_u32Line];
   const UInt32 u32CellW = i_layout.m_stCell.m_u32W;
   if (i_layout.m_u32X + UInt64{u32CellW} * u32Length <= i_canvas.m_u32W) return true;
-  if (i_eMode == kModeDraw)
+  if (i_eTold == kToldDraw)
     LOG_ERROR("font<w=%d>,wb<%d>,maxW<%d>,disp len<%d><%s> to long", u32CellW, i_layout.m_u32X,
               i_canvas.m_u32W, u32Length, i_pText);
-  else
+  if (i_eTold == kToldErase)
     LOG_ERROR("font<w=%d>,wb<%d>,maxW<%d>,cancel len<%d><%s> to long", u32CellW, i_layout.m_u32X,
               i_canvas.m_u32W, u32Length, i_pText);
   return false;
 }
 
 Bool FitsDown(const T_Layout& i_layout, UInt32 i_u32Line, const char* i_pText,
-              const T_Canvas& i_canvas, EDrawMode i_eMode) {
+              const T_Canvas& i_canvas, ETold i_eTold) {
   const UInt32 u32Length = i_layout.m_aLength[i_u32Line];
   const UInt32 u32CellH = i_layout.m_stCell.m_u32H;
   if (i_layout.m_u32Y + UInt64{u32CellH} * (i_u32Line + 1) <= i_canvas.m_u32H) return true;
-  if (i_eMode == kModeDraw)
+  if (i_eTold == kToldDraw)
     LOG_ERROR("font<h=%d>,hb<%d>,maxH<%d>,disp len<%d><%s> to high", u32CellH, i_layout.m_u32Y,
               i_canvas.m_u32H, u32Length, i_pText);
-  else
+  if (i_eTold == kToldErase)
     LOG_ERROR("font<h=%d>,hb<%d>,maxH<%d>,cancel len<%d><%s> to high", u32CellH, i_layout.m_u32Y,
               i_canvas.m_u32H, u32Length, i_pText);
   return false;
@@ -87,21 +89,34 @@ Bool FitsDown(const T_Layout& i_layout, UInt32 i_u32Line, const char* i_pText,
 
 }  // namespace
 
+SInt64 AcrossGrid(UInt32 i_u32Offset, const T_Canvas& i_canvas) {
+  return static_cast<SInt64>(UInt64{i_u32Offset} * i_canvas.m_u32W / kGridW);
+}
+
+SInt64 DownGrid(UInt32 i_u32Offset, const T_Canvas& i_canvas) {
+  return static_cast<SInt64>(UInt64{i_u32Offset} * i_canvas.m_u32H / kGridH);
+}
+
+T_Rect T_Layout::Bounds() const {
+  T_Rect bounds;
+  for (UInt32 line = 0; line < m_u32Lines; ++line) bounds = Union(bounds, LineRect(line));
+  return bounds;
+}
+
 T_Layout LayOut(const T_DispRecord& i_item, const T_Cell& i_cell, const T_Canvas& i_canvas,
-                EDrawMode i_eMode) {
+                ETold i_eTold) {
   T_Layout layout;
   layout.m_stCell = i_cell;
   const SInt64 s64BlockW = SInt64{i_cell.m_u32W} * MeasureLines(i_item, layout);
   const SInt64 s64BlockH = SInt64{i_cell.m_u32H} * layout.m_u32Lines;
-  const SInt64 s64MarginX = SInt64{i_item.m_u32X} * i_canvas.m_u32W / kGridW;
-  const SInt64 s64MarginY = SInt64{i_item.m_u32Y} * i_canvas.m_u32H / kGridH;
   const T_Place& place = kPlaces[i_item.m_u32Position];
-  PullBack(Along(place.m_eAcross, i_canvas.m_u32W, s64MarginX, s64BlockW),
-           Along(place.m_eDown, i_canvas.m_u32H, s64MarginY, s64BlockH), i_canvas, layout);
+  PullBack(Along(place.m_eAcross, i_canvas.m_u32W, AcrossGrid(i_item.m_u32X, i_canvas), s64BlockW),
+           Along(place.m_eDown, i_canvas.m_u32H, DownGrid(i_item.m_u32Y, i_canvas), s64BlockH),
+           i_canvas, i_eTold, layout);
   for (UInt32 line = 0; line < layout.m_u32Lines; ++line) {
     const char* const pText = i_item.m_aText[line];
-    const Bool bAcross = FitsAcross(layout, line, pText, i_canvas, i_eMode);
-    const Bool bDown = FitsDown(layout, line, pText, i_canvas, i_eMode);
+    const Bool bAcross = FitsAcross(layout, line, pText, i_canvas, i_eTold);
+    const Bool bDown = FitsDown(layout, line, pText, i_canvas, i_eTold);
     if (!bAcross || !bDown) layout.m_aLength[line] = 0;
   }
   return layout;

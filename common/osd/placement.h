@@ -25,12 +25,22 @@ struct T_Layout {
     return {m_u32X, m_u32Y + m_stCell.m_u32H * i_u32Line, m_stCell.m_u32W * m_aLength[i_u32Line],
             m_stCell.m_u32H};
   }
+  // The block around all lines that are drawn.
+  T_Rect Bounds() const;
 };
+
+// What the log is told about bounds that are broken: nothing, or in the words of an erasure or of
+// a drawing.
+enum ETold { kToldNothing, kToldErase, kToldDraw };
+
+// Offsets and sizes are given on a grid of this size, whatever the canvas. In px, rounded down.
+SInt64 AcrossGrid(UInt32 i_u32Offset, const T_Canvas& i_canvas);
+SInt64 DownGrid(UInt32 i_u32Offset, const T_Canvas& i_canvas);
 
 inline constexpr UInt32 kPositionCodes = 9;
 
 // Places i_item, whose position code must be below kPositionCodes and which has at most
 // kMaxLines terminated lines. A block that starts outside the canvas is pulled back to its edge;
-// a line that does not fit gets the length 0. i_eMode only words the log lines.
+// a line that does not fit gets the length 0.
 T_Layout LayOut(const T_DispRecord& i_item, const T_Cell& i_cell, const T_Canvas& i_canvas,
-                EDrawMode i_eMode);
+                ETold i_eTold);

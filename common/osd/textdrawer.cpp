@@ -12,7 +12,7 @@ constexpr UInt64 kMaxPixelSize = 0xFFFF;
 
 }  // namespace
 
-CTextDrawer::CTextDrawer(T_LayerMap* io_pLayers) : m_pLayers(io_pLayers) {
+CTextDrawer::CTextDrawer() {
   m_objGlyphs.SetFont(kDefaultSize, kDefaultForeground, kDefaultBackground);
 }
 
@@ -25,31 +25,46 @@ Bool CTextDrawer::SetItemFont(const T_DispRecord& i_item, UInt32 i_u32CanvasW) {
                              bOwn ? i_item.m_u32Background : kDefaultBackground);
 }
 
-Bool CTextDrawer::DrawOnLayer(const T_DispRecord& i_item, EDrawMode i_eMode, CLayer& io_layer) {
-  const T_Canvas canvas = io_layer.Canvas();
-  if (!SetItemFont(i_item, canvas.m_u32W)) return false;
-  const T_Layout layout = LayOut(i_item, m_objGlyphs.Cell(), canvas, i_eMode);
-  Bool bDrawn = true;
-  T_Rect touched;
-  for (UInt32 line = 0; line < layout.m_u32Lines; ++line) {
-    const T_Rect rect = layout.LineRect(line);
-    if (rect.IsEmpty()) continue;
-    touched = Union(touched, rect);
-    if (i_eMode == kModeErase)
-      ClearRect(canvas, rect);
-    else if (!m_objGlyphs.DrawString(i_item.m_aText[line], canvas, rect.m_u32Y, rect.m_u32X))
-      bDrawn = false;
-  }
-  io_layer.Refresh(touched);
-  return bDrawn;
+std::optional<T_Layout> CTextDrawer::LayOutItem(const T_DispRecord& i_item,
+                                                const T_Canvas& i_canvas, ETold i_eTold) {
+  if (i_item.m_u32Position >= kPositionCodes || !SetItemFont(i_item, i_canvas.m_u32W)) return {};
+  return LayOut(i_item, m_objGlyphs.Cell(), i_canvas, i_eTold);
 }
 
-Bool CTextDrawer::DrawOsdInfo(const T_DispRecord& i_item, EDrawMode i_eMode) {
-  if (i_item.m_u32Position >= kPositionCodes) return false;
+std::optional<T_Rect> CTextDrawer::Measure(const T_DispRecord& i_item, const T_Canvas& i_canvas,
+                                           ETold i_eTold) {
+  const std::optional<T_Layout> layout = LayOutItem(i_item, i_canvas, i_eTold);
+  if (!layout) return {};
+  return layout->Bounds();
+}
+
+Bool CTextDrawer::DrawLine(const char* i_pText, const T_Rect& i_line, const T_Canvas& i_canvas,
+                           const T_Rect& i_part) {
+  if (i_part == i_line)
+    return m_objGlyphs.DrawString(i_pText, i_canvas, i_line.m_u32Y, i_line.m_u32X);
+  m_vecLine.resize(size_t{i_line.m_u32W} * i_line.m_u32H);
+  const T_Canvas line{m_vecLine.data(), i_line.m_u32W, i_line.m_u32H};
+  if (!m_objGlyphs.DrawString(i_pText, line, 0, 0)) return false;
+  for (UInt32 y = i_part.m_u32Y; y < i_part.m_u32Y + i_part.m_u32H; ++y)
+    std::memcpy(i_canvas.Row(y) + i_part.m_u32X,
+                line.Row(y - i_line.m_u32Y) + (i_part.m_u32X - i_line.m_u32X),
+                size_t{i_part.m_u32W} * sizeof(UInt32));
+  return true;
+}
+
+Bool CTextDrawer::DrawOsdInfo(const T_DispRecord& i_item, EDrawMode i_eMode,
+                              const T_Canvas& i_canvas, const T_Rect& i_clip) {
+  const std::optional<T_Layout> layout = LayOutItem(i_item, i_canvas, kToldNothing);
+  if (!layout) return false;
   Bool bDrawn = true;
-  for (auto& [s32VoDev, layer] : *m_pLayers) {
-    if (i_item.m_u16VoSeq != T_DispRecord::kAllOutputs && i_item.m_u16VoSeq != s32VoDev) continue;
-    if (!DrawOnLayer(i_item, i_eMode, layer)) bDrawn = false;
+  for (UInt32 line = 0; line < layout->m_u32Lines; ++line) {
+    const T_Rect rect = layout->LineRect(line);
+    const T_Rect part = Intersect(rect, i_clip);
+    if (part.IsEmpty()) continue;
+    if (i_eMode == kModeErase)
+      ClearRect(i_canvas, part);
+    else if (!DrawLine(i_item.m_aText[line], rect, i_canvas, part))
+      bDrawn = false;
   }
   return bDrawn;
 }

@@ -1,26 +1,36 @@
-// Draws and erases one item of the display list on the layers that it belongs to. Owned by the
-// renderer and used under its mutexes; writes to nothing but the layers' canvases.
+// Draws and erases the lines of one item of the display list on a canvas. Owned by the renderer
+// and used under its mutexes; writes to nothing but the canvas that it is given.
 #pragma once
 
+#include <optional>
+#include <vector>
+
 #include "common/osd/glyphs.h"
-#include "common/osd/layers.h"
+#include "common/osd/placement.h"
 
 class CTextDrawer {
  public:
-  // io_pLayers is borrowed for life. Loads the font at its usual size; when that fails, the first
-  // item that is drawn tries again.
-  explicit CTextDrawer(T_LayerMap* io_pLayers);
+  // Loads the font at its usual size; when that fails, the first item that is drawn tries again.
+  CTextDrawer();
 
-  // The only writer of text cells. Draws i_item, or clears its cells, on the layer of its video
-  // output, or on every layer; each is refreshed once. True also when there is no such layer.
-  // False for an unknown position code, and when the font or a glyph could not be had for one of
-  // the layers: the others are drawn all the same.
-  Bool DrawOsdInfo(const T_DispRecord& i_item, EDrawMode i_eMode);
+  // The block that i_item's lines cover on i_canvas, empty when none fits. Broken bounds are logged
+  // as i_eTold says. None for an unknown position code, or when the font could not be had.
+  std::optional<T_Rect> Measure(const T_DispRecord& i_item, const T_Canvas& i_canvas,
+                                ETold i_eTold);
+
+  // The only writer of text cells: draws i_item, or clears its cells, as far as they lie in i_clip.
+  // False as Measure's none, and when a glyph could not be had: the cells before it are drawn.
+  Bool DrawOsdInfo(const T_DispRecord& i_item, EDrawMode i_eMode, const T_Canvas& i_canvas,
+                   const T_Rect& i_clip);
 
  private:
-  Bool DrawOnLayer(const T_DispRecord& i_item, EDrawMode i_eMode, CLayer& io_layer);
+  std::optional<T_Layout> LayOutItem(const T_DispRecord& i_item, const T_Canvas& i_canvas,
+                                     ETold i_eTold);
   Bool SetItemFont(const T_DispRecord& i_item, UInt32 i_u32CanvasW);
+  Bool DrawLine(const char* i_pText, const T_Rect& i_line, const T_Canvas& i_canvas,
+                const T_Rect& i_part);
 
-  T_LayerMap* const m_pLayers;
   CGlyphs m_objGlyphs;
+  // A line of which only a part is to be seen is drawn here first.
+  std::vector<UInt32> m_vecLine;
 };

@@ -146,18 +146,24 @@ TEST_F(Commands, AcknowledgementLeavesBeforeTheForwardOfAHide) {
 }
 
 TEST_F(Commands, PicturesTravelWithTheirPaths) {
-  T_MsgOsdDispImage icon;
-  icon.m_u16VoutSeq = 3;
-  icon.m_u16OsdSeq = 0x0201;
-  icon.m_u32StrLen = 4000;  // longer than the record's whole text area
-  icon.m_pPath = Bytes(std::string(4000, 'p'));
-  icon.m_u16Height = 44;
-  Request(kMsgOsdDispImage, std::move(icon));
+  const std::string longest(2209, 'p');  // the record's whole text area
+  for (const std::string& path : {longest + "p", std::string("a\0b", 3), longest + '\0'}) {
+    T_MsgOsdDispImage icon;
+    icon.m_u32StrLen = static_cast<UInt32>(path.size());
+    icon.m_pPath = Bytes(path);
+    icon.m_u16Height = 44;
+    icon.m_u16Opacity = 55;
+    Request(kMsgOsdDispImage, std::move(icon));
+  }
+  EXPECT_TRUE(m_log.Has("ERROR picture <a\\x00b> is not shown: its path has 3 bytes; at most 2209 "
+                        "and no NUL among them"));
+  ASSERT_EQ(g_commands.size(), 1u) << "a NUL at the end is no part of the path";
   const std::unique_ptr<T_DispRecord> pRecord(g_commands[0].Block<T_DispRecord>());
   EXPECT_EQ(pRecord->m_u32Kind, T_DispRecord::kKindIcon);
   EXPECT_EQ(pRecord->m_u16Time, 0xFFFF);
   EXPECT_EQ(pRecord->m_u32H, 44u);
-  EXPECT_EQ(strnlen(pRecord->m_aText[0], 4000), sizeof(pRecord->m_aText) - 1);
+  EXPECT_EQ(pRecord->m_u16Opacity, 55u);
+  EXPECT_EQ(pRecord->Path(), longest);
 
   T_MsgOsdGuideShow guide;
   guide.m_u16OsdSeq = 9;
@@ -176,6 +182,7 @@ TEST_F(Commands, PicturesTravelWithTheirPaths) {
   EXPECT_TRUE(m_log.Has("INFO osd image hide: vosseq<0x102> seq<0x203>"));
   HideOsdGuide(0xff);
   EXPECT_EQ(g_commands[3].m_u32MsgNo, 0x506u);
+  EXPECT_EQ(std::pair(g_commands[3].Word(0), g_commands[3].Word(1)), std::pair(0xFFFF00FFu, 0xFFu));
   HideOsdGuide(0);
   EXPECT_TRUE(m_log.Has("ERROR HideOsdGuide: shouldn't be here"));
 }

@@ -79,7 +79,6 @@ TEST_F(List, AsynchronousRecordsAreFreedWhateverBecomesOfThem) {
   push(Message(kOsdTextShow));
   while (!m_log.Has("ERROR osd message <0x503> without a display record")) CThread::Sleep(1);
   EXPECT_EQ(m_log.Count("ERROR too many osd info to disp, current size<65>"), 4);
-  EXPECT_TRUE(m_log.Has("WARN pictures are not built in: <p> is not drawn"));
   m_osd->Stop();
   EXPECT_EQ(SizeAfterDelete(0xFFFF), "INFO m_listDispInfo.size=0") << "the thread's end empties it";
   pushNew(kOsdTextShow);  // never handled

@@ -6,8 +6,11 @@
 
 std::vector<T_ModuleMsg> g_vecSent;
 UInt32 g_u32Answer = 1;
+CMsgQueue g_objResults;
 
+// The picture worker's results may come at any time, so they wait for their test.
 UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
+  if (i_pMsg->m_u32Dst == kModuleOsd) return g_objResults.Push(i_pMsg);
   g_vecSent.push_back(*i_pMsg);
   return g_u32Answer;
 }

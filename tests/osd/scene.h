@@ -15,6 +15,8 @@
 // What the renderer sent over the bus, and what it is answered.
 extern std::vector<T_ModuleMsg> g_vecSent;
 extern UInt32 g_u32Answer;
+// What the picture worker sent to the renderer.
+extern CMsgQueue g_objResults;
 
 // A text in white on grey, 16 px on the usual layer; all its fields count as given.
 T_DispRecord Text(UInt32 i_u32Seq, const std::string& i_text, UInt32 i_u32Position = 1,
@@ -35,7 +37,11 @@ class Renderer : public testing::Test {
     g_u32Answer = 1;
     m_osd.emplace();
   }
-  ~Renderer() override { SoftFailNothing(); }
+  ~Renderer() override {
+    SoftFailNothing();
+    m_osd->Stop();
+    for (T_ModuleMsg late; g_objResults.Pop(1, &late) != 0;) Send(late);
+  }
 
   UInt32 Send(const T_ModuleMsg& i_msg) { return m_osd->HandleSyncMsg(&i_msg, 0); }
   UInt32 Init(UInt32 i_u32VoDev = 0, UInt32 i_u32Layer = 0, UInt32 i_u32W = 960,
@@ -48,6 +54,13 @@ class Renderer : public testing::Test {
     T_ModuleMsg msg = Message(i_u32MsgNo);
     msg.PutBlock(&i_record);
     return Send(msg);
+  }
+  // Hands i_count results of the picture worker over.
+  void Deliver(int i_count) {
+    for (T_ModuleMsg result; i_count > 0; --i_count) {
+      ASSERT_EQ(g_objResults.Pop(20000, &result), 1u);
+      Send(result);
+    }
   }
   void Tick(int i_count) {
     while (i_count-- > 0) Send(Message(kMsgTimer));

@@ -21,7 +21,10 @@ enum : UInt32 {
   kText = 0x10000,
   kHide = 0x10001,
   kDelete = 0x10002,
+  kGuide = 0x10003,
   kCalibrate = 0x10004,
+  kImage = 0x10005,
+  kImageHide = 0x10006,
   kInit = 0x1FFFE,
   kDeInit = 0x1FFFF
 };

@@ -1,0 +1,227 @@
+// Pictures through the real renderer, from the request to the refreshed layer: an icon from the
+// cache beside memcpy of the same bytes, the first show of a 1920x1080 PNG beside libpng's bare
+// decode of it, and a text with and without a 64-Mpixel decode under way. Both sides of a ratio
+// are measured in turns in the same run.
+#include <fcntl.h>
+#include <png.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "common/osd/commands.h"
+#include "common/osd/osd_hifb.h"
+#include "daemon/common/bus.h"
+#include "daemon/modules.h"
+#include "platform/platform.h"
+#include "platform/soft/layer_file.h"
+
+namespace {
+
+using T_Clock = std::chrono::steady_clock;
+
+constexpr UInt32 kW = 1920;
+constexpr UInt32 kH = 1080;
+
+double Since(T_Clock::time_point i_start) {
+  return std::chrono::duration<double, std::micro>(T_Clock::now() - i_start).count();
+}
+
+double At(std::vector<double> i_times, size_t i_percent) {
+  std::sort(i_times.begin(), i_times.end());
+  return i_times[std::min(i_times.size() - 1, i_times.size() * i_percent / 100)];
+}
+
+void Print(const char* i_pName, const std::vector<double>& i_times,
+           const std::vector<double>& i_reference) {
+  std::printf("%-44s median %9.1f us   p99 %9.1f us   ratio %6.2f   %6.2f\n", i_pName,
+              At(i_times, 50), At(i_times, 99), At(i_times, 50) / At(i_reference, 50),
+              At(i_times, 99) / At(i_reference, 99));
+}
+
+// A picture with gradients, opaque unless i_bGlass.
+std::string WritePicture(const char* i_pName, UInt32 i_u32W, UInt32 i_u32H, bool i_bGlass) {
+  std::vector<UInt32> pixels(size_t{i_u32W} * i_u32H);
+  for (size_t i = 0; i < pixels.size(); ++i) {
+    const auto x = static_cast<UInt32>(i % i_u32W);
+    const auto y = static_cast<UInt32>(i / i_u32W);
+    const UInt32 u32Alpha = i_bGlass ? 64 + (x + y) % 128 : 255;
+    pixels[i] = u32Alpha << 24 | (x & 0xFF) << 16 | (y & 0xFF) << 8 | ((x ^ y) & 0xFF);
+  }
+  const std::string path = SystemPath(i_pName);
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  image.width = i_u32W;
+  image.height = i_u32H;
+  image.format = PNG_FORMAT_BGRA;
+  image.flags = PNG_IMAGE_FLAG_FAST;
+  if (png_image_write_to_file(&image, path.c_str(), 0, pixels.data(), 0, nullptr) == 0)
+    std::abort();
+  return path;
+}
+
+// libpng's own simple reader, into memory that is there already.
+double BareDecode(const std::string& i_path, std::vector<UInt32>& o_pixels) {
+  const auto start = T_Clock::now();
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  if (png_image_begin_read_from_file(&image, i_path.c_str()) == 0) std::abort();
+  image.format = PNG_FORMAT_BGRA;
+  if (png_image_finish_read(&image, nullptr, o_pixels.data(), 0, nullptr) == 0) std::abort();
+  return Since(start);
+}
+
+// The refreshes of layer 0.
+class CLayerWatch {
+ public:
+  CLayerWatch() {
+    const int fd = open(SystemPath("/dev/fb0").c_str(), O_RDONLY | O_CLOEXEC);
+    void* const pFile = mmap(nullptr, T_LayerHeader::kPixelOffset, PROT_READ, MAP_SHARED, fd, 0);
+    if (pFile == MAP_FAILED) std::abort();
+    m_pHeader = static_cast<const T_LayerHeader*>(pFile);
+  }
+  UInt64 Sequence() const { return __atomic_load_n(&m_pHeader->m_u64Sequence, __ATOMIC_ACQUIRE); }
+  // Sends i_msg and waits for the end of the refresh that it leads to. Microseconds.
+  double Shown(const T_ModuleMsg& i_msg) const {
+    const UInt64 u64Before = Sequence();
+    const auto start = T_Clock::now();
+    if (SendSyncAndAsyncMsg(&i_msg, 0) == 0) std::abort();
+    while (Sequence() < u64Before + 2) sched_yield();
+    return Since(start);
+  }
+
+ private:
+  const T_LayerHeader* m_pHeader;
+};
+
+T_ModuleMsg Message(UInt32 i_u32MsgNo, T_DispRecord* i_pRecord = nullptr) {
+  T_ModuleMsg msg{kAsyncMsg, kModuleEndpoint, kModuleOsd, i_u32MsgNo, {}};
+  msg.PutBlock(i_pRecord);
+  return msg;
+}
+
+T_ModuleMsg Icon(UInt16 i_u16Seq, const std::string& i_path, UInt32 i_u32W = 0) {
+  auto* const pRecord = new T_DispRecord{};  // the renderer's from the send on
+  pRecord->m_u16Seq = i_u16Seq;
+  pRecord->m_u16Time = T_DispRecord::kForever;
+  pRecord->m_u16Opacity = 255;
+  pRecord->m_u32W = i_u32W;
+  i_path.copy(pRecord->m_aText[0], T_DispRecord::kMaxPath);
+  return Message(kOsdIconShow, pRecord);
+}
+
+T_ModuleMsg Text(UInt16 i_u16Seq) {
+  auto* const pRecord = new T_DispRecord{};
+  pRecord->m_u16Seq = i_u16Seq;
+  pRecord->m_u16Time = T_DispRecord::kForever;
+  pRecord->m_u32Mask = kMaskText | kMaskForever;
+  pRecord->m_u16Line = 1;
+  std::string("a text of some forty characters, in all.").copy(pRecord->m_aText[0], 64);
+  return Message(kOsdTextShow, pRecord);
+}
+
+T_ModuleMsg HideIcons() {
+  T_ModuleMsg msg = Message(kOsdIconHide);
+  msg.Put<UInt16>(0, T_DispRecord::kAllOutputs);
+  msg.Put<UInt16>(2, 0xFFFF);
+  return msg;
+}
+
+void CachedIcon(const CLayerWatch& i_watch, const char* i_pName, bool i_bGlass) {
+  constexpr UInt32 kSide = 512;
+  const std::string path = WritePicture("/icon.png", kSide, kSide, i_bGlass);
+  std::vector<UInt32> from(kSide * kSide, 1);
+  std::vector<UInt32> to(kSide * kSide);
+  std::vector<double> shown;
+  std::vector<double> copied;
+  i_watch.Shown(Icon(0x201, path));
+  for (int i = 0; i < 500; ++i) {
+    i_watch.Shown(HideIcons());
+    shown.push_back(i_watch.Shown(Icon(0x201, path)));
+    const auto start = T_Clock::now();
+    std::copy(from.begin(), from.end(), to.begin());
+    __asm__ volatile("" : : "r"(to.data()) : "memory");
+    copied.push_back(Since(start));
+  }
+  i_watch.Shown(HideIcons());
+  Print(i_pName, shown, copied);
+}
+
+void FirstShow(const CLayerWatch& i_watch) {
+  const std::string path = WritePicture("/screen.png", kW, kH, false);
+  std::vector<UInt32> pixels(size_t{kW} * kH);
+  std::vector<double> shown;
+  std::vector<double> decoded;
+  for (long i = 0; i < 20; ++i) {
+    const timespec aTimes[] = {{1000 + i, 0}, {1000 + i, 0}};  // another file, to the cache
+    utimensat(AT_FDCWD, path.c_str(), aTimes, 0);
+    decoded.push_back(BareDecode(path, pixels));
+    shown.push_back(i_watch.Shown(Icon(0x202, path)));
+  }
+  i_watch.Shown(HideIcons());
+  Print("libpng's bare decode of 1920x1080", decoded, decoded);
+  Print("its first show as an icon", shown, decoded);
+}
+
+void TextBesideDecode(const CLayerWatch& i_watch) {
+  const std::string huge = WritePicture("/huge.png", CPicture::kMaxSide, CPicture::kMaxSide, false);
+  std::vector<double> alone;
+  std::vector<double> beside;
+  const auto texts = [&](std::vector<double>& io_times) {
+    for (int i = 0; i < 200; ++i) {
+      io_times.push_back(i_watch.Shown(Text(0x101)));
+      CThread::Sleep(2);
+    }
+  };
+  for (UInt32 turn = 0; turn < 3; ++turn) {
+    texts(alone);
+    const T_ModuleMsg msg = Icon(0x203, huge, 4000);
+    if (SendSyncAndAsyncMsg(&msg, 0) == 0) std::abort();
+    texts(beside);
+    const T_ModuleMsg hide = HideIcons();  // which ends the decode
+    SendSyncAndAsyncMsg(&hide, 0);
+    CThread::Sleep(500);
+  }
+  Print("text shown", alone, alone);
+  Print("text shown while 64 Mpixel are decoded", beside, alone);
+}
+
+}  // namespace
+
+// The renderer looks for its files before main, so the program starts again once they are there.
+int main(int, char** i_ppArgv) {
+  constexpr const char* kOwnRoot = "OSD_BENCH_ROOT";
+  if (std::getenv(kOwnRoot) == nullptr) {
+    char szRoot[] = "/tmp/osd-bench-XXXXXX";
+    if (mkdtemp(szRoot) == nullptr) return 1;
+    if (std::system((std::string(OSD_DEVICE_ROOT_TOOL " ") + szRoot).c_str()) != 0) return 1;
+    setenv("OSD_ROOT", szRoot, 1);
+    setenv(kOwnRoot, szRoot, 1);
+    execv(i_ppArgv[0], i_ppArgv);
+    return 1;
+  }
+  CThread::Initialize(0x180000);
+  g_objOsdHifb.Start();
+  T_ModuleMsg init = Message(kOsdInit);
+  init.m_u32MsgType = kSyncMsg;
+  init.PutWord(4, kW);
+  init.PutWord(5, kH);
+  if (SendSyncAndAsyncMsg(&init, 0) == 0) return 1;
+  {
+    const CLayerWatch watch;
+    std::printf("from the request to the refreshed layer\n");
+    CachedIcon(watch, "opaque 512x512 icon from the cache / memcpy", false);
+    CachedIcon(watch, "translucent one / memcpy", true);
+    FirstShow(watch);
+    TextBesideDecode(watch);
+  }
+  g_objOsdHifb.Stop();
+  return std::system((std::string("rm -r ") + std::getenv(kOwnRoot)).c_str()) == 0 ? 0 : 1;
+}

@@ -1,0 +1,80 @@
+#include "common/osd/icons.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+// px; far beyond any canvas.
+constexpr SInt64 kMaxScaledSide = 1 << 20;
+
+// A side that was asked for is never lost to rounding.
+UInt32 ScaledSide(UInt32 i_u32Asked, SInt64 i_s64Px) {
+  return i_u32Asked == 0 ? 0 : static_cast<UInt32>(std::clamp<SInt64>(i_s64Px, 1, kMaxScaledSide));
+}
+
+// From the icon's left or top edge to the canvas's right or bottom edge.
+UInt32 RoomBehind(SInt64 i_s64Edge, UInt32 i_u32Canvas) {
+  return static_cast<UInt32>(std::max<SInt64>(i_u32Canvas - i_s64Edge, 0));
+}
+
+T_WantedSize WantedSize(const T_DispRecord& i_record, const T_Canvas& i_canvas) {
+  return {{ScaledSide(i_record.m_u32W, AcrossGrid(i_record.m_u32W, i_canvas)),
+           ScaledSide(i_record.m_u32H, DownGrid(i_record.m_u32H, i_canvas))},
+          {RoomBehind(AcrossGrid(i_record.m_u32X, i_canvas), i_canvas.m_u32W),
+           RoomBehind(DownGrid(i_record.m_u32Y, i_canvas), i_canvas.m_u32H)}};
+}
+
+T_Rect IconRect(const T_DispRecord& i_record, const T_Canvas& i_canvas, const CPicture& i_picture) {
+  return {static_cast<UInt32>(AcrossGrid(i_record.m_u32X, i_canvas)),
+          static_cast<UInt32>(DownGrid(i_record.m_u32Y, i_canvas)), i_picture.Extent().m_u32W,
+          i_picture.Extent().m_u32H};
+}
+
+}  // namespace
+
+void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
+  const Bool bNew = io_item.m_bNew;
+  Withdraw(io_item);
+  T_PictureJob job;
+  job.m_strPath = i_record.Path();
+  for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
+    const T_Canvas canvas = layer.Canvas();
+    const T_WantedSize size = WantedSize(i_record, canvas);
+    if (i_record.IsOn(s32VoDev) && size.m_stRoom.Pixels() != 0)
+      job.m_vecTargets.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, size});
+  }
+  if (job.m_vecTargets.empty()) return Place(io_item, i_record, {});
+  const T_PictureResult result = m_pDesk->Ask(std::move(job));
+  if (result.m_u64Ticket == 0) return Place(io_item, i_record, result);
+  io_item.m_bNew = bNew;
+  io_item.m_u64Ticket = result.m_u64Ticket;
+  io_item.m_pNext = std::make_unique<T_DispRecord>(i_record);
+}
+
+void CIcons::Withdraw(T_Item& io_item) {
+  io_item.m_bNew = false;
+  if (io_item.m_pNext == nullptr) return;
+  m_pDesk->Withdraw(io_item.m_u64Ticket);
+  io_item.m_u64Ticket = 0;
+  io_item.m_pNext.reset();
+}
+
+void CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
+  const std::unique_ptr<T_DispRecord> pNext = std::move(io_item.m_pNext);
+  io_item.m_u64Ticket = 0;
+  if (i_result.m_stLoaded.m_strError.empty()) Place(io_item, *pNext, i_result);
+}
+
+void CIcons::Place(T_Item& io_item, const T_DispRecord& i_record, const T_PictureResult& i_result) {
+  std::vector<T_Drawn> drawn;
+  for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
+    const auto pPicture = i_result.For(s32VoDev, layer.Canvas());
+    if (pPicture != nullptr)
+      drawn.push_back({s32VoDev, IconRect(i_record, layer.Canvas(), *pPicture), pPicture});
+  }
+  m_pPainter->Move(io_item, std::move(drawn));
+  io_item.m_stRecord = i_record;
+  io_item.m_stRecord.m_u8Hide = 0;
+  io_item.m_bNew = false;
+}

@@ -1,0 +1,126 @@
+#include "common/osd/picture_worker.h"
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "common/osd/commands.h"
+#include "daemon/common/bus.h"
+#include "framework/log.h"
+
+namespace {
+
+// Below all threads of the daemon, so that drawing goes on on a single core, too.
+constexpr SInt32 kNice = 10;
+constexpr UInt32 kRetryMs = 100;
+
+T_Loaded Load(const T_PictureJob& i_job, const std::stop_token& i_stop) {
+  if (i_job.m_bWholeScreen) {
+    std::vector<T_Extent> canvases;
+    for (const auto& target : i_job.m_vecTargets) canvases.push_back(target.m_stCanvas);
+    return LoadScreen(i_job.m_strPath, i_job.m_strOverlay, canvases, i_stop);
+  }
+  std::vector<T_WantedSize> sizes;
+  for (const auto& target : i_job.m_vecTargets) sizes.push_back(target.m_stSize);
+  return LoadPicture(i_job.m_strPath, sizes, i_stop);
+}
+
+}  // namespace
+
+std::shared_ptr<const CPicture> T_PictureResult::For(SInt32 i_s32VoDev,
+                                                     const T_Canvas& i_canvas) const {
+  for (size_t i = 0; i < m_stLoaded.m_vecPictures.size(); ++i) {
+    const T_PictureJob::T_Target& target = m_stJob.m_vecTargets[i];
+    if (target.m_s32VoDev == i_s32VoDev &&
+        target.m_stCanvas == T_Extent{i_canvas.m_u32W, i_canvas.m_u32H})
+      return m_stLoaded.m_vecPictures[i];
+  }
+  return nullptr;
+}
+
+UInt64 CPictureWorker::Add(T_PictureJob i_stJob, UInt64* o_pDropped) {
+  *o_pDropped = 0;
+  T_PictureJob dropped;
+  UInt64 u64Ticket = 0;
+  {
+    CMutexLocker locker(&m_objLock);
+    u64Ticket = ++m_u64LastTicket;
+    if (m_dequeWaiting.size() == kMaxWaiting) {
+      *o_pDropped = m_dequeWaiting.front().m_u64Ticket;
+      dropped = std::move(m_dequeWaiting.front().m_stJob);
+      m_dequeWaiting.pop_front();
+    }
+    m_dequeWaiting.push_back({u64Ticket, std::move(i_stJob)});
+    m_objChanged.Signal();
+  }
+  if (*o_pDropped != 0)
+    LOG_WARN("picture <%s> is not shown: %zu pictures that were asked for later wait already",
+             Printable(dropped.m_strPath).c_str(), kMaxWaiting);
+  if (!std::exchange(m_bStarted, true)) Start();
+  return u64Ticket;
+}
+
+void CPictureWorker::Withdraw(UInt64 i_u64Ticket) {
+  CMutexLocker locker(&m_objLock);
+  std::erase_if(m_dequeWaiting,
+                [=](const T_Waiting& i_waiting) { return i_waiting.m_u64Ticket == i_u64Ticket; });
+  if (m_u64UnderWay == i_u64Ticket) m_objStop.request_stop();
+}
+
+void CPictureWorker::Stop() {
+  {
+    CMutexLocker locker(&m_objLock);
+    RequestStop();
+    m_objStop.request_stop();
+    m_objChanged.Signal();
+  }
+  StopAndWaitForThread();
+}
+
+Bool CPictureWorker::Take(T_Waiting* o_pWaiting, std::stop_token* o_pStop) {
+  CMutexLocker locker(&m_objLock);
+  m_u64UnderWay = 0;
+  while (m_dequeWaiting.empty() && !IsStopRequested()) m_objChanged.TimedWait(&m_objLock, 0);
+  if (IsStopRequested()) return false;
+  *o_pWaiting = std::move(m_dequeWaiting.front());
+  m_dequeWaiting.pop_front();
+  m_u64UnderWay = o_pWaiting->m_u64Ticket;
+  m_objStop = {};
+  *o_pStop = m_objStop.get_token();
+  return true;
+}
+
+void CPictureWorker::Entry() {
+  SetThreadName("osdpicture");
+  setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), kNice);
+  T_Waiting next;
+  for (std::stop_token stop; Take(&next, &stop);) {
+    T_Loaded loaded = Load(next.m_stJob, stop);
+    if (stop.stop_requested()) continue;
+    if (!loaded.m_strError.empty())
+      LOG_ERROR("picture <%s> is not shown: %s", Printable(next.m_stJob.m_strPath).c_str(),
+                loaded.m_strError.c_str());
+    Send(new T_PictureResult{next.m_u64Ticket, std::move(next.m_stJob), std::move(loaded)});
+  }
+}
+
+// The renderer's queue may be full for a moment; whoever refuses the message logs it.
+void CPictureWorker::Send(T_PictureResult* i_pResult) {
+  T_ModuleMsg msg{};
+  msg.m_u32MsgType = kAsyncMsg;
+  msg.m_u32Src = kModuleOsd;
+  msg.m_u32Dst = kModuleOsd;
+  msg.m_u32MsgNo = kOsdPicture;
+  msg.PutBlock(i_pResult);
+  while (SendSyncAndAsyncMsg(&msg, 0) == 0) {
+    if (IsStopRequested()) {
+      delete i_pResult;
+      return;
+    }
+    Sleep(kRetryMs);
+  }
+}
