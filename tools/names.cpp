@@ -1,6 +1,7 @@
 #include "tools/names.h"
 
 #include <charconv>
+#include <limits>
 #include <span>
 
 namespace {
@@ -68,6 +69,17 @@ std::optional<SInt64> ParseNumber(std::string_view i_text, SInt64 i_s64Min, SInt
   const std::optional<SInt64> value = Digits(i_text, bHex ? 16 : 10);
   if (!value || *value < i_s64Min || *value > i_s64Max) return std::nullopt;
   return value;
+}
+
+std::optional<T_Pair> ParsePair(std::string_view i_text) {
+  const size_t comma = i_text.find(',');
+  if (comma == std::string_view::npos) return std::nullopt;
+  const std::optional<SInt64> first =
+      ParseNumber(i_text.substr(0, comma), 0, std::numeric_limits<UInt16>::max());
+  const std::optional<SInt64> second =
+      ParseNumber(i_text.substr(comma + 1), 0, std::numeric_limits<UInt16>::max());
+  if (!first || !second) return std::nullopt;
+  return T_Pair{static_cast<UInt16>(*first), static_cast<UInt16>(*second)};
 }
 
 std::optional<UInt32> ParseColour(std::string_view i_text) {

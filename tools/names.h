@@ -16,6 +16,14 @@ inline constexpr UInt16 kEveryElement = 0xFFFF;
 // Decimal, or hexadecimal after "0x"; nothing outside [i_s64Min, i_s64Max].
 std::optional<SInt64> ParseNumber(std::string_view i_text, SInt64 i_s64Min, SInt64 i_s64Max);
 
+struct T_Pair {
+  UInt16 m_u16First;
+  UInt16 m_u16Second;
+};
+
+// Two numbers 0 to 65535 with a comma between them ("800,600").
+std::optional<T_Pair> ParsePair(std::string_view i_text);
+
 // ARGB8888 of a colour's name, of "#AARRGGBB", or of "#RRGGBB" (opaque); the "#" may be missing,
 // since an unquoted one begins a comment in a shell.
 std::optional<UInt32> ParseColour(std::string_view i_text);

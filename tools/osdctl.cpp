@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tools/client.h"
+#include "tools/options.h"
 #include "tools/requests.h"
 #ifdef OSD_SOFT_SCREEN
 #include "tools/screenshot.h"
@@ -20,6 +21,7 @@ constexpr const char* kExamples = R"(Examples:
   osdctl text "On air" --id 1.2 --at top-right --x 800 --y 600 --size 64 \
       --colour '#FFFFFF00' --background black --forever
   osdctl hide --id 1.2
+  osdctl image logo.png --at 14000,400                 show a picture until it is hidden
   osdctl screenshot screen.png --backdrop checker      the software screen as it is now
   osdctl COMMAND --help                                more examples
 
@@ -61,7 +63,7 @@ const T_Peer* PeerOf(const std::string& i_szName) {
 
 void AddGlobals(CLI::App& io_app, T_Run& io_run) {
   io_app.description(
-      "Asks the on-screen-display daemon of this machine to show, hide and delete texts.");
+      "Asks the on-screen-display daemon of this machine to show, hide and delete texts and pictures.");
   io_app.footer(kExamples);
   io_app.set_version_flag("--version", OSD_VERSION);
   io_app

@@ -1,65 +1,20 @@
 #include "tools/requests.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <limits>
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "common/osd/disp_record.h"
-#include "tools/client.h"
-#include "tools/names.h"
+#include "tools/options.h"
+#include "tools/picture_requests.h"
 
 namespace {
 
 // What the daemon receives at most, less the header and the fixed part of a text's body.
 constexpr size_t kMaxTextBytes = kMaxDatagram - kMsgHeaderSize - 24;
 
-struct T_OptionText {
-  std::string m_szNames;  // the first is the one that messages use
-  const char* m_pType;
-  std::string m_szTakes;  // for the help, and for who typed something else
-  const char* m_pDefault = nullptr;
-};
-
-std::string HelpOf(const T_OptionText& i_text) {
-  if (i_text.m_pDefault == nullptr) return Wrapped(i_text.m_szTakes);
-  return Wrapped(i_text.m_szTakes + "; " + i_text.m_pDefault + " when not given");
-}
-
-// An option whose words i_parse turns into o_value, which outlives the parsing.
-template <class T, class Parse>
-void AddParsed(CLI::App& io_app, const T_OptionText& i_text, T& o_value, Parse i_parse) {
-  const auto take = [&o_value, i_parse, i_text](const std::string& i_szGiven) {
-    const auto value = i_parse(i_szGiven);
-    if (!value)
-      throw CLI::ValidationError(i_text.m_szNames.substr(0, i_text.m_szNames.find(',')) +
-                                     " takes " + i_text.m_szTakes + ", not \"" + i_szGiven + "\"",
-                                 CLI::ExitCodes::ValidationError);
-    o_value = static_cast<T>(*value);
-  };
-  io_app.add_option_function<std::string>(i_text.m_szNames, take, HelpOf(i_text))
-      ->type_name(i_text.m_pType);
-}
-
-template <class T>
-void AddNumber(CLI::App& io_app, const T_OptionText& i_text, T& o_value,
-               SInt64 i_s64Min = std::numeric_limits<T>::min(),
-               SInt64 i_s64Max = std::numeric_limits<T>::max()) {
-  AddParsed(io_app, i_text, o_value, [=](const std::string& i_szGiven) {
-    return ParseNumber(i_szGiven, i_s64Min, i_s64Max);
-  });
-}
-
-template <class Message>
-void SetRequest(T_Run& io_run, MsgId i_eId, Message& io_message) {
-  io_run.m_vecRequest = MakeRequest(*io_run.m_pPeer, i_eId, io_message);
-}
-
 const T_OptionText kDevice = {"--dev", "N", "the number of a video output", "0"};
-const T_OptionText kOutput = {"--out", "OUTPUT", "a video output 0 to 254, or all", "0"};
 
 void AddInit(CLI::App& io_app, T_Run& io_run) {
   CLI::App* pCommand = AddCommand(
@@ -97,20 +52,6 @@ void AddDeInit(CLI::App& io_app, T_Run& io_run) {
     SetRequest(io_run, kMsgOsdDeInit, *pScreen);
   });
 }
-std::string OutputWords(UInt16 i_u16Output) {
-  if (i_u16Output == T_DispRecord::kAllOutputs) return " on all outputs";
-  return " on output " + std::to_string(i_u16Output);
-}
-
-std::string ElementWords(UInt16 i_u16Element) {
-  if (i_u16Element == kEveryElement) return "every element";
-  const std::string szClass = std::to_string(i_u16Element >> 8);
-  const UInt32 u32Number = i_u16Element & 0xFFU;
-  if (u32Number == kEveryNumber) return "every element of class " + szClass;
-  return "element " + szClass + "." + std::to_string(u32Number);
-}
-
-constexpr const char* kElementTakes = "an element as class.number (1.5) or number (0x0105)";
 const std::string kColourTakes = "#AARRGGBB, #RRGGBB or one of ";
 
 struct T_Text {
@@ -202,8 +143,9 @@ void AddText(CLI::App& io_app, T_Run& io_run) {
 
 Elements are told apart by class and number, whatever their output. A new one without a place is in
 the centre; one that is shown stays where it is. A text with a size and without colours is white on
-the daemon's grey; without a text only what is given changes. Class 2 is for pictures: it does not time out, is
-not drawn again by an init, and only "delete --all" removes it.)");
+the daemon's grey; without a text only what is given changes. Class 2 is for pictures (osdctl
+image): a text of it does not time out, is not drawn again by an init, and goes only with
+"hide --all" or "delete --all".)");
   const auto pText = std::make_shared<T_Text>();
   AddTextOptions(*pCommand, *pText);
   pCommand->callback([&io_run, pCommand, pText] {
@@ -220,7 +162,7 @@ not drawn again by an init, and only "delete --all" removes it.)");
     record.m_pStr = std::make_unique<char[]>(szText.size());
     std::copy(szText.begin(), szText.end(), record.m_pStr.get());
     io_run.m_szWhat =
-        "text in " + ElementWords(record.m_u16OsdSeq) + OutputWords(record.m_u16VoutSeq);
+        "text in " + ElementWords(record.m_u16OsdSeq) + " on " + OutputWords(record.m_u16VoutSeq);
     SetRequest(io_run, kMsgOsdStringShow, record);
   });
 }
@@ -242,19 +184,21 @@ void AddElementChoice(CLI::App& io_command, UInt16& o_u16Element) {
 
 void AddHide(CLI::App& io_app, T_Run& io_run) {
   CLI::App* pCommand = AddCommand(
-      io_app, "hide", "Hide elements; a later text with the same id shows them again", R"(Examples:
+      io_app, "hide", "Hide elements; a later text or image with the same id shows them again",
+      R"(Examples:
   osdctl hide --id 1.7
   osdctl hide --class 1 --out 1
   osdctl hide --all --out all
 
 --out is the output that the text was sent to: "all" hides what was sent to all, not all there is.
-The daemon hides by id or class what is of class 1, 3 or 4; other classes go only with --all.)");
+The daemon hides by id or class what is of class 1, 3 or 4; other classes go only with --all.
+Pictures of every class, 2 too, are hidden by osdctl image-hide.)");
   const auto pRecord = std::make_shared<T_MsgOsdElemHide>();
   AddElementChoice(*pCommand, pRecord->m_u16OsdSeq);
   AddParsed(*pCommand, kOutput, pRecord->m_u16VoutSeq, ParseOutput);
   pCommand->callback([&io_run, pRecord] {
-    io_run.m_szWhat =
-        "hiding of " + ElementWords(pRecord->m_u16OsdSeq) + OutputWords(pRecord->m_u16VoutSeq);
+    io_run.m_szWhat = "hiding of " + ElementWords(pRecord->m_u16OsdSeq) + " on " +
+                      OutputWords(pRecord->m_u16VoutSeq);
     SetRequest(io_run, kMsgOsdElemHide, *pRecord);
   });
 }
@@ -266,7 +210,8 @@ void AddDelete(CLI::App& io_app, T_Run& io_run) {
   osdctl delete --class 3
   osdctl delete --all
 
-The daemon deletes by id or class what is of class 1, 3, 4 or 5; other classes go only with --all.)");
+Texts and pictures alike. The daemon deletes by id or class what is of class 1, 3, 4 or 5; other
+classes go only with --all.)");
   const auto pRecord = std::make_shared<T_MsgOsdElemDel>();
   AddElementChoice(*pCommand, pRecord->m_u16OsdSeq);
   pCommand->callback([&io_run, pRecord] {
@@ -292,26 +237,8 @@ void AddCalibrate(CLI::App& io_app, T_Run& io_run) {
 
 }  // namespace
 
-std::string Wrapped(std::string i_szText) {
-  constexpr size_t kWidth = 70;
-  for (size_t start = 0; i_szText.size() - start > kWidth;) {
-    const size_t space = i_szText.rfind(' ', start + kWidth);
-    if (space == std::string::npos || space <= start) break;
-    i_szText[space] = '\n';
-    start = space + 1;
-  }
-  return i_szText;
-}
-
-CLI::App* AddCommand(CLI::App& io_app, const char* i_pName, const char* i_pAbout,
-                     const char* i_pExamples) {
-  CLI::App* pCommand = io_app.add_subcommand(i_pName, i_pAbout);
-  pCommand->footer(std::string(i_pExamples) +
-                   "\n\nEvery command also takes the options that osdctl --help tells.");
-  return pCommand;
-}
-
 void AddRequests(CLI::App& io_app, T_Run& io_run) {
   for (const auto add : {AddInit, AddDeInit, AddText, AddHide, AddDelete, AddCalibrate})
     add(io_app, io_run);
+  AddPictureRequests(io_app, io_run);
 }

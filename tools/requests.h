@@ -19,13 +19,6 @@ struct T_Run {
   std::vector<UInt8> m_vecRequest;  // the whole datagram; empty when there is none to send
 };
 
-// i_szText with line breaks, for an option's help.
-std::string Wrapped(std::string i_szText);
-
-// A subcommand whose help ends with i_pExamples.
-CLI::App* AddCommand(CLI::App& io_app, const char* i_pName, const char* i_pAbout,
-                     const char* i_pExamples);
-
-// Adds init, deinit, text, hide, delete and calibrate. After the parse io_run, which outlives
-// io_app, holds the request of the one that was given; m_pPeer is set by then.
+// Adds init, deinit, text, hide, delete, calibrate and the picture requests. After the parse io_run,
+// which outlives io_app, holds the request of the one that was given; m_pPeer is set by then.
 void AddRequests(CLI::App& io_app, T_Run& io_run);

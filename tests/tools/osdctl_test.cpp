@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "tests/system/peer.h"
 
@@ -88,6 +89,14 @@ TEST_F(Osdctl, SendsTheBytesOfEachCommand) {
        "00000000 00000100 1600 0000 0101 05000000 01 0000 0700 00 0080ffff 00000000"},
       {"hide --class 2 --out 3", 9634, "00000000 01000100 0400 0300 ff02"},
       {"delete --all", 9634, "00000000 02000100 0400 0000 ffff"},
+      {"image /a.png", 9634,
+       "00000000 05000100 1800 0000 0102 06000000 2f612e706e67 0000 0000 0000 0000 ff00"},
+      {"image '/a b' --id 1.9 --at 14000,0x190 --size 1600,0 --opacity 7 --out all", 9634,
+       "00000000 05000100 1600 ff00 0901 04000000 2f612062 b036 9001 4006 0000 0700"},
+      {"image-hide --seq 2.254 --out 3", 9634, "00000000 06000100 0400 0300 fe02"},
+      {"image-hide --all --out all", 9634, "00000000 06000100 0400 ff00 ffff"},
+      {"guide", 9634, "00000000 03000100 0800 ff00 fe02 00000000"},
+      {"guide /g --seq 2.7 --out 1", 9634, "00000000 03000100 0a00 0100 0702 02000000 2f67"},
   };
   for (const auto& row : rows) {
     FILE* const pOsdctl = Start(row.m_pWords);
@@ -99,6 +108,17 @@ TEST_F(Osdctl, SendsTheBytesOfEachCommand) {
     Send(ack);
     EXPECT_THAT(Finish(pOsdctl), Says(0, "acknowledged after"));
   }
+}
+
+// The daemon's working folder is another one.
+TEST_F(Osdctl, MakesARelativePathAbsolute) {
+  FILE* const pOsdctl = Start("image ../a.png --timeout 1");
+  const Bytes request = Receive();
+  Finish(pOsdctl);
+  const std::string szPath = std::filesystem::current_path().string() + "/../a.png";
+  ASSERT_GE(request.size(), 26 + szPath.size());
+  EXPECT_EQ(request[22], szPath.size() & 0xFF);
+  EXPECT_EQ(std::string(request.begin() + 26, request.end() - 10), szPath);
 }
 
 TEST_F(Osdctl, DropsWhatIsNoReplyToItsRequest) {
@@ -131,8 +151,16 @@ TEST(OsdctlAlone, RefusesBadUsageWithTheReason) {
       {"", "name a command"},
       {"text --at 9", "--at takes a code 0 to 8"},
       {"init --layer 8", "--layer takes a layer 0 to 7"},
+      {"image ''", "PATH: it is empty"},
+      {"guide /", "PATH: it names a folder"},
+      {"image a --at 1,-2", "--at takes the top left corner as X,Y"},
+      {"image a --size 65536,0", "--size takes a size as W,H"},
   };
   for (const auto& row : rows) EXPECT_THAT(Finish(Start(row[0])), Says(3, row[1]));
+  const std::string szLongest = "/" + std::string(2208, 'a');
+  EXPECT_THAT(Finish(Start("image " + szLongest)), Says(2, "nobody listens"));
+  EXPECT_THAT(Finish(Start("image " + szLongest + "a")),
+              Says(3, "2210 bytes; the daemon takes 2209"));
 }
 
 TEST(OsdctlAlone, SaysWhatThisMachineLacks) {
