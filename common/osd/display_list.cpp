@@ -105,11 +105,19 @@ Bool CDisplayList::DrawText(T_List::iterator i_item, Bool i_bNew) {
   return false;
 }
 
-void CDisplayList::ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record) {
-  const Bool bNew = i_found == m_listDispInfo.end();
-  T_Item& item = bNew ? m_listDispInfo.emplace_back(i_record) : *i_found;
-  item.m_bNew |= bNew;
-  m_objIcons.Request(item, i_record);
+Bool CDisplayList::DropFailed(T_List::iterator i_item) {
+  const Bool bFailed = i_item->m_bNew && i_item->m_pNext == nullptr;
+  if (bFailed) m_listDispInfo.erase(i_item);
+  return bFailed;
+}
+
+Bool CDisplayList::ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record) {
+  if (i_found == m_listDispInfo.end()) {
+    i_found = m_listDispInfo.insert(i_found, T_Item(i_record));
+    i_found->m_bNew = true;
+  }
+  m_objIcons.Request(*i_found, i_record);
+  return !DropFailed(i_found);
 }
 
 Bool CDisplayList::Show(const T_DispRecord& i_record) {
@@ -119,8 +127,7 @@ Bool CDisplayList::Show(const T_DispRecord& i_record) {
   const Bool bNew = item == m_listDispInfo.end();
   if (i_record.IsIcon()) {
     LogShown(i_record, m_pPainter->HasBackground());
-    ShowIcon(item, i_record);
-    return true;
+    return ShowIcon(item, i_record);
   }
   item = Merge(item, i_record, kFirstLineRules);
   LogShown(item->m_stRecord, m_pPainter->HasBackground());
@@ -143,10 +150,7 @@ Bool CDisplayList::ShowById(const T_DispRecord& i_record) {
   for (UInt32 line = 0; line < record.m_u16Line; ++line)
     LOG_INFO("osd disp info<%d:%s>", line, record.m_aText[line]);
   const auto found = FindById(record);
-  if (record.IsIcon()) {
-    ShowIcon(found, record);
-    return true;
-  }
+  if (record.IsIcon()) return ShowIcon(found, record);
   return DrawText(Merge(found, record, kAllLinesRules), found == m_listDispInfo.end());
 }
 
@@ -257,5 +261,5 @@ void CDisplayList::Take(const T_PictureResult& i_result) {
   const auto found = FindByTicket(i_result.m_u64Ticket);
   if (found == m_listDispInfo.end()) return;
   m_objIcons.Take(*found, i_result);
-  if (found->m_bNew) m_listDispInfo.erase(found);
+  DropFailed(found);
 }

@@ -60,7 +60,8 @@ class CDisplayList {
   T_List::iterator Merge(T_List::iterator i_found, const T_DispRecord& i_record,
                          const T_TextRules& i_rules);
   Bool DrawText(T_List::iterator i_item, Bool i_bNew);
-  void ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record);
+  Bool ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record);
+  Bool DropFailed(T_List::iterator i_item);
   void Erase(T_Item& io_item);
   void EraseIfShown(T_Item& io_item);
   void Hide(T_Item& io_item);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "framework/log.h"
+
 namespace {
 
 // px; far beyond any canvas.
@@ -44,10 +46,10 @@ void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
     if (i_record.IsOn(s32VoDev) && size.m_stRoom.Pixels() != 0)
       job.m_vecTargets.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, size});
   }
+  io_item.m_bNew = bNew;
   if (job.m_vecTargets.empty()) return Place(io_item, i_record, {});
   const T_PictureResult result = m_pDesk->Ask(std::move(job));
   if (result.m_u64Ticket == 0) return Place(io_item, i_record, result);
-  io_item.m_bNew = bNew;
   io_item.m_u64Ticket = result.m_u64Ticket;
   io_item.m_pNext = std::make_unique<T_DispRecord>(i_record);
 }
@@ -66,7 +68,20 @@ void CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
   if (i_result.m_stLoaded.m_strError.empty()) Place(io_item, *pNext, i_result);
 }
 
+Bool CIcons::HasRoomFor(const T_Item& i_item, const T_DispRecord& i_record,
+                        const T_PictureResult& i_result) const {
+  size_t bytes = m_pPainter->PictureBytes(&i_item);
+  for (const auto& pPicture : i_result.m_stLoaded.m_vecPictures) bytes += pPicture->Bytes();
+  if (bytes <= kMaxBytesShown) return true;
+  LOG_ERROR(
+      "picture <%s> is not shown: all that are shown would take %zu bytes, at most %zu; hide "
+      "some, or show them smaller",
+      Printable(i_record.Path()).c_str(), bytes, kMaxBytesShown);
+  return false;
+}
+
 void CIcons::Place(T_Item& io_item, const T_DispRecord& i_record, const T_PictureResult& i_result) {
+  if (!HasRoomFor(io_item, i_record, i_result)) return;
   std::vector<T_Drawn> drawn;
   for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
     const auto pPicture = i_result.For(s32VoDev, layer.Canvas());

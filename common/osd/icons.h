@@ -8,6 +8,9 @@
 
 class CIcons {
  public:
+  // Of the pictures that are shown at a time; what would exceed it is not shown.
+  static constexpr size_t kMaxBytesShown = size_t{256} << 20;
+
   // Both are borrowed for life.
   CIcons(CPainter* io_pPainter, CPictureDesk* io_pDesk)
       : m_pPainter(io_pPainter), m_pDesk(io_pDesk) {}
@@ -15,6 +18,7 @@ class CIcons {
   // io_item becomes the icon i_record, shown, as soon as its pictures are there, which may be at
   // once; a request that is still under way for io_item is withdrawn. Where its output has no
   // layer, or the icon lies outside the canvas, there is nothing to wait for and nothing to see.
+  // An item that stays new although nothing is under way could not be shown.
   void Request(T_Item& io_item, const T_DispRecord& i_record);
 
   // What was asked for io_item and is not there yet will not be shown.
@@ -24,6 +28,8 @@ class CIcons {
   void Take(T_Item& io_item, const T_PictureResult& i_result);
 
  private:
+  Bool HasRoomFor(const T_Item& i_item, const T_DispRecord& i_record,
+                  const T_PictureResult& i_result) const;
   void Place(T_Item& io_item, const T_DispRecord& i_record, const T_PictureResult& i_result);
 
   CPainter* const m_pPainter;

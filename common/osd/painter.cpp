@@ -115,6 +115,15 @@ void CPainter::ForgetLayer(SInt32 i_s32VoDev) {
   for (T_Item& item : *m_pItems) ForgetOn(item, i_s32VoDev);
 }
 
+size_t CPainter::PictureBytes(const T_Item* i_pBut) const {
+  size_t bytes = 0;
+  for (const auto& [s32VoDev, pPicture] : m_mapBackgrounds) bytes += pPicture->Bytes();
+  for (const T_Item& item : *m_pItems)
+    for (const T_Drawn& drawn : item.m_vecDrawn)
+      if (&item != i_pBut && drawn.m_pPicture != nullptr) bytes += drawn.m_pPicture->Bytes();
+  return bytes;
+}
+
 void CPainter::PaintBackground(SInt32 i_s32VoDev, const T_Canvas& i_canvas,
                                const T_Rect& i_rect) const {
   const auto background = m_mapBackgrounds.find(i_s32VoDev);

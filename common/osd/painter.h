@@ -44,6 +44,9 @@ class CPainter {
   void SetBackground(SInt32 i_s32VoDev, std::shared_ptr<const CPicture> i_pPicture);
   Bool HasBackground() const { return !m_mapBackgrounds.empty(); }
 
+  // Of all pictures that lie on the canvases, but for those of i_pBut.
+  size_t PictureBytes(const T_Item* i_pBut) const;
+
  private:
   void LeaveText(T_Item& io_item, SInt32 i_s32VoDev);
   Bool ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32VoDev, CLayer& io_layer);
