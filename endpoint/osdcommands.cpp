@@ -73,11 +73,20 @@ void CopyText(const T_MsgOsdStringShow& i_request, T_DispRecord* o_pRecord) {
   o_pRecord->m_u16Line = 1;
 }
 
-// The path area has no terminator of its own, but some senders count theirs in.
-std::string_view PathOf(const T_MsgOsdDispImage& i_request) {
-  std::string_view path(i_request.m_pPath.get(), i_request.m_u32StrLen);
+// Some senders count a terminator in.
+std::string_view PathOf(const char* i_pPath, UInt32 i_u32Length) {
+  std::string_view path(i_pPath, i_u32Length);
   while (path.ends_with('\0')) path.remove_suffix(1);
   return path;
+}
+
+// No path is ever cut; one that cannot be told whole is refused.
+Bool IsWhole(std::string_view i_path) {
+  if (i_path.size() <= T_DispRecord::kMaxPath && i_path.find('\0') == i_path.npos) return true;
+  LOG_ERROR("picture <%s> is not shown: its path has %zu bytes; at most %u and no NUL among them",
+            Printable(i_path.substr(0, T_DispRecord::kMaxPath)).c_str(), i_path.size(),
+            T_DispRecord::kMaxPath);
+  return false;
 }
 
 // The number after the first "=" of a line that begins with i_pName; a line without one is 0.
@@ -148,13 +157,8 @@ void ProcessMsgOsdStringShow(const T_MsgOsdStringShow& i_request) {
 }
 
 void ProcessMsgOsdDispImage(const T_MsgOsdDispImage& i_request) {
-  const std::string_view path = PathOf(i_request);
-  if (path.size() > T_DispRecord::kMaxPath || path.find('\0') != path.npos) {
-    LOG_ERROR("picture <%s> is not shown: its path has %zu bytes; at most %u and no NUL among them",
-              Printable(path.substr(0, T_DispRecord::kMaxPath)).c_str(), path.size(),
-              T_DispRecord::kMaxPath);
-    return;
-  }
+  const std::string_view path = PathOf(i_request.m_pPath.get(), i_request.m_u32StrLen);
+  if (!IsWhole(path)) return;
   auto pRecord = std::make_unique<T_DispRecord>();
   pRecord->m_u32Source = kModuleEndpoint;
   pRecord->m_u32Kind = T_DispRecord::kKindIcon;
@@ -169,7 +173,8 @@ void ProcessMsgOsdDispImage(const T_MsgOsdDispImage& i_request) {
   pRecord->m_u16Line = 1;
   pRecord->m_u16Time = T_DispRecord::kForever;
   LOG_INFO("osd icon: vosseq<%#x> seq<%#x>, rect<%d,%d>, path<%s>,hide<%u>", pRecord->m_u16VoSeq,
-           pRecord->m_u16Seq, pRecord->m_u32X, pRecord->m_u32Y, pRecord->Path(), pRecord->m_u8Hide);
+           pRecord->m_u16Seq, pRecord->m_u32X, pRecord->m_u32Y, Printable(path).c_str(),
+           pRecord->m_u8Hide);
   SendRecord(kOsdIconShow, std::move(pRecord));
 }
 
@@ -208,6 +213,7 @@ void ProcessMsgOsdElemDel(const T_MsgOsdElemDel& i_request) {
 }
 
 void ProcessMsgOsdGuideShow(const T_MsgOsdGuideShow& i_request) {
+  if (!IsWhole(PathOf(i_request.m_pPath.get(), i_request.m_u32PathLen))) return;
   T_ModuleMsg command = MakeCommand(kOsdPicture);
   const T_MsgHeader& header = i_request.m_stHeader;
   command.PutWord(0, i_request.m_u32RemoteAddr);

@@ -35,6 +35,15 @@ inline void ClearRect(const T_Canvas& i_canvas, const T_Rect& i_rect) {
                 size_t{i_rect.m_u32W} * sizeof(UInt32));
 }
 
+// The pixels of i_from, a part of i_source, into i_to, a part of the same size of i_target.
+inline void CopyRect(const T_Canvas& i_source, const T_Rect& i_from, const T_Canvas& i_target,
+                     const T_Rect& i_to) {
+  for (UInt32 row = 0; row < i_from.m_u32H; ++row)
+    std::memcpy(i_target.Row(i_to.m_u32Y + row) + i_to.m_u32X,
+                i_source.Row(i_from.m_u32Y + row) + i_from.m_u32X,
+                size_t{i_from.m_u32W} * sizeof(UInt32));
+}
+
 // What lies in both.
 inline T_Rect Intersect(const T_Rect& i_a, const T_Rect& i_b) {
   const UInt32 left = std::max(i_a.m_u32X, i_b.m_u32X);

@@ -23,6 +23,7 @@ struct T_DispRecord {
   static constexpr UInt32 kMaxPath = kMaxLines * kLineSize - 1;  // bytes, without the NUL
   static constexpr UInt32 kKindText = 0;
   static constexpr UInt32 kKindIcon = 1;
+  static constexpr UInt32 kImageClass = 2;
   static constexpr UInt16 kForever = 0xFFFF;
   static constexpr UInt16 kTimedSeconds = 10;
   static constexpr UInt16 kAllOutputs = 255;

@@ -10,7 +10,6 @@ namespace {
 
 // Tested with "above": the list holds one item more than this.
 constexpr UInt32 kCapacity = 64;
-constexpr UInt32 kImageClass = 2;
 constexpr UInt32 kEvery = 255;
 constexpr UInt16 kEverySeq = 0xFFFF;
 
@@ -46,10 +45,18 @@ void ClampLines(T_DispRecord& io_item) {
   io_item.m_u16Line = T_DispRecord::kMaxLines;
 }
 
+// Whether a new layer of that output shows it again.
+Bool ComesBack(const T_DispRecord& i_item, SInt32 i_s32VoDev) {
+  return i_item.m_u16VoSeq == i_s32VoDev && i_item.m_u8Hide == 0 &&
+         i_item.Class() != T_DispRecord::kImageClass;
+}
+
+// A path is not the peer's text to the viewer, and is not to break the line.
 void LogShown(const T_DispRecord& i_item, Bool i_bGuide) {
   LOG_INFO("osd disp: bGS<%u>,seq<%#x>,rect<%d,%d>,line<%d>,time<%u>,str<%s>,hide<%u>,voseq<%#x>",
            UInt32{i_bGuide}, i_item.m_u16Seq, i_item.m_u32X, i_item.m_u32Y, i_item.m_u16Line,
-           i_item.m_u16Time, i_item.m_aText[0], i_item.m_u8Hide, i_item.m_u16VoSeq);
+           i_item.m_u16Time, i_item.IsIcon() ? Printable(i_item.Path()).c_str() : i_item.m_aText[0],
+           i_item.m_u8Hide, i_item.m_u16VoSeq);
 }
 
 }  // namespace
@@ -72,15 +79,20 @@ void CDisplayList::EraseIfShown(T_Item& io_item) {
 }
 
 void CDisplayList::Hide(T_Item& io_item) {
-  m_objIcons.Withdraw(io_item);
   EraseIfShown(io_item);
   io_item.m_stRecord.m_u8Hide = 1;
 }
 
+// What is shown and what is on its way may be meant apart, on different outputs.
+template <class T_Means>
+void CDisplayList::HideWhere(T_Item& io_item, const T_Means& i_means) {
+  if (io_item.m_pNext != nullptr && i_means(*io_item.m_pNext)) m_objIcons.Withdraw(io_item);
+  if (i_means(io_item.m_stRecord)) Hide(io_item);
+}
+
 // The item that i_record is about, as it is from now on. An icon becomes a text as a whole.
 CDisplayList::T_List::iterator CDisplayList::Merge(T_List::iterator i_found,
-                                                   const T_DispRecord& i_record,
-                                                   const T_TextRules& i_rules) {
+                                                   const T_DispRecord& i_record, Bool i_bAllLines) {
   if (i_found == m_listDispInfo.end()) return m_listDispInfo.insert(i_found, T_Item(i_record));
   T_DispRecord& stored = i_found->m_stRecord;
   m_objIcons.Withdraw(*i_found);
@@ -89,16 +101,16 @@ CDisplayList::T_List::iterator CDisplayList::Merge(T_List::iterator i_found,
     stored = i_record;
     return i_found;
   }
-  if (!i_rules.m_pCovers(stored, i_record)) EraseIfShown(*i_found);
+  if (!CoversText(i_record, stored, i_bAllLines)) EraseIfShown(*i_found);
   MergeFields(i_record, stored);
-  i_rules.m_pMergeText(i_record, stored);
+  MergeText(i_record, i_bAllLines, stored);
   return i_found;
 }
 
 Bool CDisplayList::DrawText(T_List::iterator i_item, Bool i_bNew) {
   ClampLines(i_item->m_stRecord);
   const Bool bDrawn = m_pPainter->ChangeText(*i_item, kModeDraw);
-  if (m_pPainter->Restore() && bDrawn) return true;
+  if (m_pPainter->Restore(&*i_item) && bDrawn) return true;
   if (m_pPainter->HasBackground())
     LOG_ERROR("REFRESH <%s> disp failed!", i_item->m_stRecord.m_aText[0]);
   if (i_bNew) m_listDispInfo.erase(i_item);
@@ -124,12 +136,12 @@ Bool CDisplayList::Show(const T_DispRecord& i_record) {
   auto item = std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
     return i_item.m_stRecord.m_u16Seq == i_record.m_u16Seq;
   });
-  const Bool bNew = item == m_listDispInfo.end();
+  const Bool bNew = item == m_listDispInfo.end() || item->m_bNew;
   if (i_record.IsIcon()) {
     LogShown(i_record, m_pPainter->HasBackground());
     return ShowIcon(item, i_record);
   }
-  item = Merge(item, i_record, kFirstLineRules);
+  item = Merge(item, i_record, false);
   LogShown(item->m_stRecord, m_pPainter->HasBackground());
   return DrawText(item, bNew);
 }
@@ -151,16 +163,20 @@ Bool CDisplayList::ShowById(const T_DispRecord& i_record) {
     LOG_INFO("osd disp info<%d:%s>", line, record.m_aText[line]);
   const auto found = FindById(record);
   if (record.IsIcon()) return ShowIcon(found, record);
-  return DrawText(Merge(found, record, kAllLinesRules), found == m_listDispInfo.end());
+  const Bool bNew = found == m_listDispInfo.end() || found->m_bNew;
+  return DrawText(Merge(found, record, true), bNew);
 }
 
 void CDisplayList::Cancel(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
   LOG_INFO("osd cancel disp voseq<%#x> osdseq<%#x>", i_u16VoSeq, i_u16Seq);
   const CSeqMatch match(i_u16Seq, kCancelClasses);
+  const auto means = [&](const T_DispRecord& i_record) {
+    return i_record.m_u16VoSeq == i_u16VoSeq && match.IsCandidate(i_record);
+  };
   for (T_Item& item : m_listDispInfo) {
-    const T_DispRecord& record = item.m_stRecord;
-    if (record.m_u16VoSeq != i_u16VoSeq || !match.IsCandidate(record)) continue;
-    if (match.HasClass(record)) Hide(item);
+    const Bool bNext = item.m_pNext != nullptr && means(*item.m_pNext);
+    if (!bNext && !means(item.m_stRecord)) continue;
+    if (match.HasClass(item.m_stRecord)) HideWhere(item, means);
     if (!match.EveryNumber()) return;
   }
 }
@@ -181,6 +197,7 @@ void CDisplayList::CancelById(const T_DispRecord& i_record) {
     if (std::strcmp(i_record.m_aText[line], found->m_stRecord.m_aText[line]) != 0)
       LOG_ERROR("calcel osd disp new<%s> != old<%s>, idx = %d", i_record.m_aText[line],
                 found->m_stRecord.m_aText[line], line);
+  m_objIcons.Withdraw(*found);
   Hide(*found);
 }
 
@@ -189,10 +206,7 @@ void CDisplayList::HideIcons(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
     return i_record.IsIcon() && (i_u16Seq == kEverySeq || i_record.m_u16Seq == i_u16Seq) &&
            (i_u16VoSeq == T_DispRecord::kAllOutputs || i_record.m_u16VoSeq == i_u16VoSeq);
   };
-  for (T_Item& item : m_listDispInfo) {
-    if (item.m_pNext != nullptr && means(*item.m_pNext)) m_objIcons.Withdraw(item);
-    if (means(item.m_stRecord)) Hide(item);
-  }
+  for (T_Item& item : m_listDispInfo) HideWhere(item, means);
 }
 
 void CDisplayList::HideAll() {
@@ -211,6 +225,7 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
     const auto current = item++;
     if (!match.IsCandidate(current->m_stRecord)) continue;
     if (match.HasClass(current->m_stRecord)) {
+      m_objIcons.Withdraw(*current);
       Hide(*current);
       m_listDispInfo.erase(current);
     }
@@ -222,7 +237,7 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
 void CDisplayList::HandleTimerMsg() {
   for (T_Item& item : m_listDispInfo) {
     T_DispRecord& record = item.m_stRecord;
-    if (record.Class() == kImageClass || record.m_u16Time == 0 ||
+    if (record.Class() == T_DispRecord::kImageClass || record.m_u16Time == 0 ||
         record.m_u16Time == T_DispRecord::kForever)
       continue;
     if (--record.m_u16Time != 0) continue;
@@ -233,21 +248,26 @@ void CDisplayList::HandleTimerMsg() {
   }
 }
 
+void CDisplayList::RedrawIcon(T_List::iterator i_item, SInt32 i_s32VoDev) {
+  const T_DispRecord& record = i_item->m_stRecord;
+  // What is on its way was asked for in another size.
+  const Bool bMeant = i_item->m_pNext != nullptr ? i_item->m_pNext->IsOn(i_s32VoDev)
+                                                 : record.IsIcon() && ComesBack(record, i_s32VoDev);
+  if (!bMeant) return;
+  m_objIcons.Redraw(*i_item);
+  DropFailed(i_item);
+}
+
 void CDisplayList::DisplayDisInfoList(SInt32 i_s32VoDev) {
   LOG_INFO("DisplayDisInfoList: size<%u>", Size());
-  for (T_Item& item : m_listDispInfo) {
-    T_DispRecord& record = item.m_stRecord;
-    // What is on its way was asked for in another size.
-    if (item.m_pNext != nullptr && item.m_pNext->IsOn(i_s32VoDev))
-      m_objIcons.Request(item, T_DispRecord(*item.m_pNext));
-    if (record.m_u16VoSeq != i_s32VoDev || record.m_u8Hide != 0 || record.Class() == kImageClass)
-      continue;
-    if (record.IsIcon()) {
-      if (item.m_pNext == nullptr) m_objIcons.Request(item, T_DispRecord(record));
-      continue;
+  for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end();) {
+    const auto current = item++;
+    T_DispRecord& record = current->m_stRecord;
+    if (!record.IsIcon() && ComesBack(record, i_s32VoDev)) {
+      m_pPainter->ChangeText(*current, kModeDraw);
+      if (record.m_u16Time < T_DispRecord::kForever) record.m_u16Time = T_DispRecord::kTimedSeconds;
     }
-    m_pPainter->ChangeText(item, kModeDraw);
-    if (record.m_u16Time < T_DispRecord::kForever) record.m_u16Time = T_DispRecord::kTimedSeconds;
+    RedrawIcon(current, i_s32VoDev);
   }
 }
 
@@ -262,4 +282,8 @@ void CDisplayList::Take(const T_PictureResult& i_result) {
   if (found == m_listDispInfo.end()) return;
   m_objIcons.Take(*found, i_result);
   DropFailed(found);
+  // There is room for another one that was dropped.
+  const auto missing = std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(),
+                                    [](const T_Item& i_item) { return i_item.m_bMissing; });
+  if (missing != m_listDispInfo.end() && !i_result.m_bDropped) m_objIcons.Redraw(*missing);
 }

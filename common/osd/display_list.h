@@ -57,14 +57,16 @@ class CDisplayList {
   UInt32 Size() const { return static_cast<UInt32>(m_listDispInfo.size()); }
   T_List::iterator FindById(const T_DispRecord& i_record);
   T_List::iterator FindByTicket(UInt64 i_u64Ticket);
-  T_List::iterator Merge(T_List::iterator i_found, const T_DispRecord& i_record,
-                         const T_TextRules& i_rules);
+  T_List::iterator Merge(T_List::iterator i_found, const T_DispRecord& i_record, Bool i_bAllLines);
   Bool DrawText(T_List::iterator i_item, Bool i_bNew);
   Bool ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record);
   Bool DropFailed(T_List::iterator i_item);
+  void RedrawIcon(T_List::iterator i_item, SInt32 i_s32VoDev);
   void Erase(T_Item& io_item);
   void EraseIfShown(T_Item& io_item);
   void Hide(T_Item& io_item);
+  template <class T_Means>
+  void HideWhere(T_Item& io_item, const T_Means& i_means);
 
   T_List m_listDispInfo;
   CPainter* const m_pPainter;

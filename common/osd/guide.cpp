@@ -7,99 +7,109 @@ namespace {
 
 constexpr const char* kOwnPicture = "/usr/local/share/guidescreen.png";
 constexpr const char* kOwnOverlay = "/usr/local/share/image_overlay1.png";
-
-Bool Covers(SInt32 i_s32Output, SInt32 i_s32VoDev) {
-  return i_s32Output == T_DispRecord::kAllOutputs || i_s32Output == i_s32VoDev;
-}
-
-Bool Means(UInt16 i_u16Asked, UInt16 i_u16Seq) {
-  return i_u16Asked == CGuide::kWhichever || i_u16Asked == i_u16Seq;
-}
+constexpr SInt32 kOthers = T_DispRecord::kAllOutputs;
 
 }  // namespace
 
-void CGuide::Ask(SInt32 i_s32Output, const T_Screen& i_screen,
-                 const std::vector<SInt32>& i_vecVoDevs) {
+// Those with an entry or a layer, when all are meant.
+std::vector<SInt32> CGuide::OutputsOf(UInt16 i_u16Output) const {
+  if (i_u16Output != kOthers) return {i_u16Output};
+  std::vector<SInt32> outputs{kOthers};
+  for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) outputs.push_back(s32VoDev);
+  for (const auto& [s32VoDev, output] : m_mapOutputs) outputs.push_back(s32VoDev);
+  std::sort(outputs.begin(), outputs.end());
+  outputs.erase(std::unique(outputs.begin(), outputs.end()), outputs.end());
+  return outputs;
+}
+
+CGuide::T_Output& CGuide::Output(SInt32 i_s32VoDev) {
+  const auto others = m_mapOutputs.find(kOthers);
+  return m_mapOutputs
+      .try_emplace(i_s32VoDev, others != m_mapOutputs.end() ? others->second : T_Output{})
+      .first->second;
+}
+
+void CGuide::Withdraw(T_Output& io_output) {
+  const UInt64 u64Ticket = std::exchange(io_output.m_u64Ticket, 0);
+  io_output.m_wanted.reset();
+  if (u64Ticket != 0 &&
+      std::none_of(m_mapOutputs.begin(), m_mapOutputs.end(),
+                   [=](const auto& i_entry) { return i_entry.second.m_u64Ticket == u64Ticket; }))
+    m_pDesk->Withdraw(u64Ticket);
+}
+
+// Outputs without a layer get what those with one get; when none has one, there is nothing to read.
+void CGuide::Ask(const std::vector<SInt32>& i_vecOutputs, const T_Screen& i_screen) {
   const Bool bOwn = i_screen.m_strPath.empty();
   T_PictureJob job{bOwn ? kOwnPicture : i_screen.m_strPath, true, bOwn ? kOwnOverlay : "", {}};
-  for (const SInt32 s32VoDev : i_vecVoDevs) {
-    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
+  for (const SInt32 s32VoDev : i_vecOutputs) {
+    const auto layer = m_pPainter->Layers().find(s32VoDev);
+    if (layer == m_pPainter->Layers().end()) continue;
+    const T_Canvas canvas = layer->second.Canvas();
     job.m_vecTargets.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, {}});
   }
-  m_vecRequests.push_back({m_pDesk->Ask(std::move(job)).m_u64Ticket, i_s32Output, i_screen, {}});
+  for (const SInt32 s32VoDev : i_vecOutputs) Withdraw(Output(s32VoDev));
+  const UInt64 u64Ticket = job.m_vecTargets.empty() ? 0 : m_pDesk->Ask(std::move(job)).m_u64Ticket;
+  for (const SInt32 s32VoDev : i_vecOutputs) {
+    T_Output& output = m_mapOutputs[s32VoDev];
+    (u64Ticket == 0 ? output.m_shown : output.m_wanted) = i_screen;
+    output.m_u64Ticket = u64Ticket;
+  }
 }
 
 void CGuide::Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath) {
-  std::erase_if(m_vecRequests, [&](const T_Request& i_request) {
-    if (!Covers(i_u16Output, i_request.m_s32Output)) return false;
-    m_pDesk->Withdraw(i_request.m_u64Ticket);
-    return true;
-  });
-  const T_Screen screen{i_u16Seq, i_strPath};
-  std::vector<SInt32> voDevs;
-  for (const auto& [s32VoDev, layer] : m_pPainter->Layers())
-    if (Covers(i_u16Output, s32VoDev)) voDevs.push_back(s32VoDev);
-  if (!voDevs.empty())
-    Ask(i_u16Output, screen, voDevs);
-  else
-    Remember(i_u16Output, screen);
-}
-
-// One for every output takes the place of all that outputs without a layer waited for.
-void CGuide::Remember(SInt32 i_s32Output, const T_Screen& i_screen) {
-  if (i_s32Output == T_DispRecord::kAllOutputs) m_mapScreens.clear();
-  m_mapScreens[i_s32Output] = i_screen;
+  Ask(OutputsOf(i_u16Output), {i_u16Seq, i_strPath});
 }
 
 void CGuide::Hide(UInt16 i_u16Output, UInt16 i_u16Seq) {
-  std::erase_if(m_vecRequests, [&](T_Request& io_request) {
-    if (!Means(i_u16Seq, io_request.m_stScreen.m_u16Seq)) return false;
-    if (Covers(io_request.m_s32Output, i_u16Output)) io_request.m_vecHidden.push_back(i_u16Output);
-    if (!Covers(i_u16Output, io_request.m_s32Output)) return false;
-    m_pDesk->Withdraw(io_request.m_u64Ticket);
-    return true;
-  });
-  std::erase_if(m_mapScreens, [&](const auto& i_entry) {
-    const auto& [s32Output, screen] = i_entry;
-    if (!Covers(i_u16Output, s32Output) || !Means(i_u16Seq, screen.m_u16Seq)) return false;
-    m_pPainter->SetBackground(s32Output, nullptr);
-    return true;
-  });
+  for (const SInt32 s32VoDev : OutputsOf(i_u16Output)) {
+    T_Output& output = Output(s32VoDev);
+    if (output.m_wanted && output.m_wanted->Is(i_u16Seq)) Withdraw(output);
+    if (!output.m_shown || !output.m_shown->Is(i_u16Seq)) continue;
+    output.m_shown.reset();
+    m_pPainter->SetBackground(s32VoDev, nullptr);
+  }
+  if (!m_mapOutputs.contains(kOthers) || m_mapOutputs[kOthers] == T_Output{})
+    std::erase_if(m_mapOutputs, [](const auto& i_entry) { return i_entry.second == T_Output{}; });
 }
 
 void CGuide::Renew(SInt32 i_s32VoDev) {
-  auto screen = m_mapScreens.find(i_s32VoDev);
-  if (screen == m_mapScreens.end()) screen = m_mapScreens.find(T_DispRecord::kAllOutputs);
-  if (screen == m_mapScreens.end()) return;
-  m_mapScreens[i_s32VoDev] = screen->second;
-  Ask(i_s32VoDev, m_mapScreens[i_s32VoDev], {i_s32VoDev});
+  if (!m_mapOutputs.contains(i_s32VoDev) && !m_mapOutputs.contains(kOthers)) return;
+  const T_Output& output = Output(i_s32VoDev);
+  const std::optional<T_Screen> screen = output.m_wanted ? output.m_wanted : output.m_shown;
+  if (screen) Ask({i_s32VoDev}, *screen);
+}
+
+// What the others will show it need not know itself.
+void CGuide::LayerGone(SInt32 i_s32VoDev) {
+  const auto output = m_mapOutputs.find(i_s32VoDev);
+  const auto others = m_mapOutputs.find(kOthers);
+  if (output == m_mapOutputs.end() || others == m_mapOutputs.end() || output == others) return;
+  if (output->second == others->second) m_mapOutputs.erase(output);
 }
 
 Bool CGuide::Take(const T_PictureResult& i_result) {
-  const auto found = std::find_if(
-      m_vecRequests.begin(), m_vecRequests.end(),
-      [&](const T_Request& i_request) { return i_request.m_u64Ticket == i_result.m_u64Ticket; });
-  if (found == m_vecRequests.end()) return false;
-  const T_Request request = std::move(*found);
-  m_vecRequests.erase(found);
-  if (!i_result.m_stLoaded.m_strError.empty()) return true;
-  Remember(request.m_s32Output, request.m_stScreen);
-  Place(request, i_result);
-  return true;
+  Bool bMine = false;
+  for (auto& [s32VoDev, output] : m_mapOutputs) {
+    if (output.m_u64Ticket != i_result.m_u64Ticket) continue;
+    bMine = true;
+    output.m_u64Ticket = 0;
+    TakeOn(s32VoDev, output, i_result);
+  }
+  return bMine;
 }
 
-// Layers may have come, gone or changed their size in the meantime.
-void CGuide::Place(const T_Request& i_request, const T_PictureResult& i_result) {
-  for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
-    const auto& hidden = i_request.m_vecHidden;
-    if (!Covers(i_request.m_s32Output, s32VoDev) ||
-        std::find(hidden.begin(), hidden.end(), s32VoDev) != hidden.end())
-      continue;
-    m_mapScreens[s32VoDev] = i_request.m_stScreen;
-    const auto pPicture = i_result.For(s32VoDev, layer.Canvas());
-    if (pPicture != nullptr)
-      m_pPainter->SetBackground(s32VoDev, pPicture);
-    else
-      Renew(s32VoDev);
+void CGuide::TakeOn(SInt32 i_s32VoDev, T_Output& io_output, const T_PictureResult& i_result) {
+  const std::optional<T_Screen> asked = std::exchange(io_output.m_wanted, std::nullopt);
+  const auto layer = m_pPainter->Layers().find(i_s32VoDev);
+  if (i_result.m_stLoaded.m_strError.empty()) {
+    io_output.m_shown = asked;
+    if (layer != m_pPainter->Layers().end())
+      m_pPainter->SetBackground(i_s32VoDev, i_result.For(i_s32VoDev, layer->second.Canvas()));
+    return;
   }
+  // The layer may have been renewed since, and what was there is to stay.
+  if (layer != m_pPainter->Layers().end() && io_output.m_shown && io_output.m_shown != asked &&
+      !m_pPainter->HasBackground(i_s32VoDev))
+    Ask({i_s32VoDev}, *io_output.m_shown);
 }

@@ -38,6 +38,19 @@ T_Rect IconRect(const T_DispRecord& i_record, const T_Canvas& i_canvas, const CP
 void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
   const Bool bNew = io_item.m_bNew;
   Withdraw(io_item);
+  io_item.m_bNew = bNew;
+  Ask(io_item, i_record);
+}
+
+void CIcons::Redraw(T_Item& io_item) {
+  const std::unique_ptr<T_DispRecord> pNext = std::move(io_item.m_pNext);
+  m_pDesk->Withdraw(io_item.m_u64Ticket);
+  io_item.m_bMissing = false;
+  io_item.m_bRedraw = io_item.m_bRedraw || pNext == nullptr;
+  Ask(io_item, pNext != nullptr ? *pNext : T_DispRecord(io_item.m_stRecord));
+}
+
+void CIcons::Ask(T_Item& io_item, const T_DispRecord& i_record) {
   T_PictureJob job;
   job.m_strPath = i_record.Path();
   for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
@@ -46,7 +59,6 @@ void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
     if (i_record.IsOn(s32VoDev) && size.m_stRoom.Pixels() != 0)
       job.m_vecTargets.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, size});
   }
-  io_item.m_bNew = bNew;
   if (job.m_vecTargets.empty()) return Place(io_item, i_record, {});
   const T_PictureResult result = m_pDesk->Ask(std::move(job));
   if (result.m_u64Ticket == 0) return Place(io_item, i_record, result);
@@ -55,41 +67,40 @@ void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
 }
 
 void CIcons::Withdraw(T_Item& io_item) {
-  io_item.m_bNew = false;
+  io_item.m_bNew = io_item.m_bRedraw = io_item.m_bMissing = false;
   if (io_item.m_pNext == nullptr) return;
   m_pDesk->Withdraw(io_item.m_u64Ticket);
-  io_item.m_u64Ticket = 0;
   io_item.m_pNext.reset();
 }
 
 void CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
   const std::unique_ptr<T_DispRecord> pNext = std::move(io_item.m_pNext);
-  io_item.m_u64Ticket = 0;
-  if (i_result.m_stLoaded.m_strError.empty()) Place(io_item, *pNext, i_result);
-}
-
-Bool CIcons::HasRoomFor(const T_Item& i_item, const T_DispRecord& i_record,
-                        const T_PictureResult& i_result) const {
-  size_t bytes = m_pPainter->PictureBytes(&i_item);
-  for (const auto& pPicture : i_result.m_stLoaded.m_vecPictures) bytes += pPicture->Bytes();
-  if (bytes <= kMaxBytesShown) return true;
-  LOG_ERROR(
-      "picture <%s> is not shown: all that are shown would take %zu bytes, at most %zu; hide "
-      "some, or show them smaller",
-      Printable(i_record.Path()).c_str(), bytes, kMaxBytesShown);
-  return false;
+  const Bool bRedraw = std::exchange(io_item.m_bRedraw, false);
+  const T_DispRecord& record = io_item.m_stRecord;
+  if (i_result.m_stLoaded.m_strError.empty()) return Place(io_item, *pNext, i_result);
+  // The layer may have been renewed since, and what was there is to stay.
+  const Bool bLost = record.IsIcon() && record.Class() != T_DispRecord::kImageClass &&
+                     record.m_u8Hide == 0 && io_item.m_vecDrawn.empty();
+  io_item.m_bMissing = bLost && !io_item.m_bNew && (!bRedraw || i_result.m_bDropped);
 }
 
 void CIcons::Place(T_Item& io_item, const T_DispRecord& i_record, const T_PictureResult& i_result) {
-  if (!HasRoomFor(io_item, i_record, i_result)) return;
   std::vector<T_Drawn> drawn;
   for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
     const auto pPicture = i_result.For(s32VoDev, layer.Canvas());
     if (pPicture != nullptr)
       drawn.push_back({s32VoDev, IconRect(i_record, layer.Canvas(), *pPicture), pPicture});
   }
+  const size_t bytes = m_pPainter->PictureBytes(io_item, drawn);
+  if (bytes > kMaxBytesShown) {
+    LOG_ERROR(
+        "picture <%.4000s> is not shown: all that are shown would take %zu bytes, at most "
+        "%zu; hide some, or show them smaller",
+        Printable(i_record.Path()).c_str(), bytes, kMaxBytesShown);
+    return;
+  }
   m_pPainter->Move(io_item, std::move(drawn));
   io_item.m_stRecord = i_record;
   io_item.m_stRecord.m_u8Hide = 0;
-  io_item.m_bNew = false;
+  io_item.m_bNew = io_item.m_bRedraw = false;
 }

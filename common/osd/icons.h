@@ -21,6 +21,10 @@ class CIcons {
   // An item that stays new although nothing is under way could not be shown.
   void Request(T_Item& io_item, const T_DispRecord& i_record);
 
+  // A layer of the shown icon io_item is new: what is under way is asked for in the new size, else
+  // the icon itself. An item that fails stays as it is, seen or not.
+  void Redraw(T_Item& io_item);
+
   // What was asked for io_item and is not there yet will not be shown.
   void Withdraw(T_Item& io_item);
 
@@ -28,8 +32,7 @@ class CIcons {
   void Take(T_Item& io_item, const T_PictureResult& i_result);
 
  private:
-  Bool HasRoomFor(const T_Item& i_item, const T_DispRecord& i_record,
-                  const T_PictureResult& i_result) const;
+  void Ask(T_Item& io_item, const T_DispRecord& i_record);
   void Place(T_Item& io_item, const T_DispRecord& i_record, const T_PictureResult& i_result);
 
   CPainter* const m_pPainter;

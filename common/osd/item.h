@@ -36,6 +36,10 @@ struct T_Item {
   // item stays as it is until they are there, and for good when they do not come.
   UInt64 m_u64Ticket = 0;
   std::unique_ptr<T_DispRecord> m_pNext;
+  // They are the item's own, for a layer that is new.
+  Bool m_bRedraw = false;
+  // They were dropped, and are to be asked for again.
+  Bool m_bMissing = false;
   // It waits for its first pictures: without them it goes.
   Bool m_bNew = false;
 };

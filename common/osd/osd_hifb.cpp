@@ -33,6 +33,7 @@ Bool CopyRecord(const T_ModuleMsg& i_msg, T_DispRecord* o_pRecord) {
   }
   *o_pRecord = *pBlock;
   if (i_msg.m_u32MsgNo == kOsdIconShow) o_pRecord->m_u32Kind = T_DispRecord::kKindIcon;
+  if (o_pRecord->IsIcon()) o_pRecord->m_u16Time = T_DispRecord::kForever;
   o_pRecord->m_u16Opacity = std::min(o_pRecord->m_u16Opacity, kFullOpacity);
   for (UInt32 line = 0; line < T_DispRecord::kMaxLines; ++line)
     if (o_pRecord->m_u32Kind != T_DispRecord::kKindIcon || line + 1 == T_DispRecord::kMaxLines)
@@ -169,8 +170,8 @@ UInt32 COsdHifb::HandleOsdInitMsg(T_ModuleMsg* i_pMsg) {
            request.m_s32X, request.m_s32Y, request.m_u32W, request.m_u32H);
   if (m_mapLayers.contains(request.m_s32VoDev)) DeInit(request.m_s32VoDev);
   if (!SetUpLayer(request, m_mapLayers)) return 0;
-  m_objGuide.Renew(request.m_s32VoDev);
   m_objList.DisplayDisInfoList(request.m_s32VoDev);
+  m_objGuide.Renew(request.m_s32VoDev);
   // A tick that the timer service refused is asked for again by the next init.
   if (!m_bTickRunning) m_bTickRunning = SendToTimer(kMsgTimerAdd);
   LOG_INFO("osd init for [%d] ok size[%d]", request.m_s32Layer,
@@ -198,6 +199,7 @@ void COsdHifb::DeInit(SInt32 i_s32VoDev) {
   LOG_INFO("osd deinit for [%d]", i_s32VoDev);
   m_mapLayers.erase(layer);
   m_objPainter.ForgetLayer(i_s32VoDev);
+  m_objGuide.LayerGone(i_s32VoDev);
   if (m_mapLayers.empty() && m_bTickRunning) m_bTickRunning = !SendToTimer(kMsgTimerCancel);
 }
 

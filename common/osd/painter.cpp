@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 
 #include "common/osd/pictures/blend.h"
 
@@ -36,11 +37,6 @@ void ForgetOn(T_Item& io_item, SInt32 i_s32VoDev) {
                 [=](const T_Drawn& i_drawn) { return i_drawn.m_s32VoDev == i_s32VoDev; });
 }
 
-void SetDrawn(T_Item& io_item, SInt32 i_s32VoDev, const T_Rect& i_rect) {
-  ForgetOn(io_item, i_s32VoDev);
-  if (!i_rect.IsEmpty()) io_item.m_vecDrawn.push_back({i_s32VoDev, i_rect, nullptr});
-}
-
 }  // namespace
 
 Bool CPainter::TouchesPicture(SInt32 i_s32VoDev, const T_Rect& i_rect) const {
@@ -57,17 +53,24 @@ void CPainter::NoteDamage(SInt32 i_s32VoDev, const T_Rect& i_rect) {
   damage = Union(damage, i_rect);
 }
 
+Bool CPainter::TouchesDamage(SInt32 i_s32VoDev, const T_Rect& i_rect) const {
+  const auto damage = m_mapDamage.find(i_s32VoDev);
+  return damage != m_mapDamage.end() && !Intersect(damage->second, i_rect).IsEmpty();
+}
+
 Bool CPainter::ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32VoDev,
                             CLayer& io_layer) {
   const T_Canvas canvas = io_layer.Canvas();
   const T_DispRecord& record = io_item.m_stRecord;
   const std::optional<T_Rect> cells =
       m_objDrawer.Measure(record, canvas, i_eMode == kModeDraw ? kToldDraw : kToldErase);
+  const T_Rect before = io_item.RectOn(i_s32VoDev);
+  LeaveText(io_item, i_s32VoDev);
   if (!cells) return false;
-  const T_Rect changed = Union(*cells, io_item.RectOn(i_s32VoDev));
-  SetDrawn(io_item, i_s32VoDev, i_eMode == kModeDraw ? *cells : T_Rect{});
-  if (TouchesPicture(i_s32VoDev, changed)) {
-    NoteDamage(i_s32VoDev, changed);
+  if (i_eMode == kModeDraw && !cells->IsEmpty())
+    io_item.m_vecDrawn.push_back({i_s32VoDev, *cells, nullptr});
+  if (TouchesPicture(i_s32VoDev, *cells) || TouchesDamage(i_s32VoDev, Union(*cells, before))) {
+    NoteDamage(i_s32VoDev, *cells);
     return true;
   }
   const Bool bDrawn = m_objDrawer.DrawOsdInfo(record, i_eMode, canvas, canvas.Whole());
@@ -75,7 +78,7 @@ Bool CPainter::ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32VoDe
   return bDrawn;
 }
 
-// A text that has gone to another output leaves its cells behind, unless a picture is there.
+// A text's old cells stay on the canvas, unless a picture is there.
 void CPainter::LeaveText(T_Item& io_item, SInt32 i_s32VoDev) {
   const T_Rect rect = io_item.RectOn(i_s32VoDev);
   if (!rect.IsEmpty() && TouchesPicture(i_s32VoDev, rect)) NoteDamage(i_s32VoDev, rect);
@@ -83,8 +86,7 @@ void CPainter::LeaveText(T_Item& io_item, SInt32 i_s32VoDev) {
 }
 
 Bool CPainter::ChangeText(T_Item& io_item, EDrawMode i_eMode) {
-  if (io_item.m_stRecord.m_u32Position >= kPositionCodes) return false;
-  Bool bDrawn = true;
+  Bool bDrawn = io_item.m_stRecord.m_u32Position < kPositionCodes;
   for (auto& [s32VoDev, layer] : *m_pLayers) {
     if (!io_item.m_stRecord.IsOn(s32VoDev))
       LeaveText(io_item, s32VoDev);
@@ -115,12 +117,14 @@ void CPainter::ForgetLayer(SInt32 i_s32VoDev) {
   for (T_Item& item : *m_pItems) ForgetOn(item, i_s32VoDev);
 }
 
-size_t CPainter::PictureBytes(const T_Item* i_pBut) const {
-  size_t bytes = 0;
-  for (const auto& [s32VoDev, pPicture] : m_mapBackgrounds) bytes += pPicture->Bytes();
+size_t CPainter::PictureBytes(const T_Item& i_item, const std::vector<T_Drawn>& i_vecDrawn) const {
+  std::set<const CPicture*> pictures;  // one may lie in several places
+  for (const auto& [s32VoDev, pPicture] : m_mapBackgrounds) pictures.insert(pPicture.get());
   for (const T_Item& item : *m_pItems)
-    for (const T_Drawn& drawn : item.m_vecDrawn)
-      if (&item != i_pBut && drawn.m_pPicture != nullptr) bytes += drawn.m_pPicture->Bytes();
+    for (const T_Drawn& drawn : &item == &i_item ? i_vecDrawn : item.m_vecDrawn)
+      if (drawn.m_pPicture != nullptr) pictures.insert(drawn.m_pPicture.get());
+  size_t bytes = 0;
+  for (const CPicture* const pPicture : pictures) bytes += pPicture->Bytes();
   return bytes;
 }
 
@@ -133,7 +137,8 @@ void CPainter::PaintBackground(SInt32 i_s32VoDev, const T_Canvas& i_canvas,
     LayPicture(*background->second, i_canvas.Whole(), kFullOpacity, i_canvas, i_rect);
 }
 
-Bool CPainter::Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect) {
+Bool CPainter::Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect,
+                       const T_Item* i_pJudged) {
   // What lies under an opaque picture is not painted.
   auto item = m_pItems->begin();
   Bool bBackground = true;
@@ -152,17 +157,17 @@ Bool CPainter::Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect
       LayPicture(*pDrawn->m_pPicture, pDrawn->m_stRect, item->m_stRecord.m_u16Opacity, i_canvas,
                  i_rect);
     else if (!m_objDrawer.DrawOsdInfo(item->m_stRecord, kModeDraw, i_canvas, i_rect))
-      bDrawn = false;
+      bDrawn = bDrawn && &*item != i_pJudged;
   }
   return bDrawn;
 }
 
-Bool CPainter::Restore() {
+Bool CPainter::Restore(const T_Item* i_pJudged) {
   Bool bDrawn = true;
   for (const auto& [s32VoDev, rect] : m_mapDamage) {
     const auto layer = m_pLayers->find(s32VoDev);
     if (layer == m_pLayers->end() || rect.IsEmpty()) continue;
-    if (!Repaint(s32VoDev, layer->second.Canvas(), rect)) bDrawn = false;
+    if (!Repaint(s32VoDev, layer->second.Canvas(), rect, i_pJudged)) bDrawn = false;
     layer->second.Refresh(rect);
   }
   m_mapDamage.clear();

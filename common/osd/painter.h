@@ -25,7 +25,8 @@ class CPainter {
 
   // Draws the text io_item, or erases it, on the layers of its output. Those where no picture
   // touches it are refreshed at once. False for an unknown position code, and when the font or a
-  // glyph could not be had for one of the layers: the others are drawn all the same.
+  // glyph could not be had for one of the layers: the others are drawn all the same. What is not
+  // drawn at once may fail later: Restore tells.
   Bool ChangeText(T_Item& io_item, EDrawMode i_eMode);
 
   // io_item lies on these layers from now on, and no more where it was.
@@ -34,8 +35,9 @@ class CPainter {
   // io_item counts as lying nowhere; its pixels stay.
   static void Forget(T_Item& io_item) { io_item.m_vecDrawn.clear(); }
 
-  // Paints what was noted and refreshes each layer once. False when a text could not be drawn.
-  Bool Restore();
+  // Paints what was noted and refreshes each layer once. False when the text *i_pJudged, which may
+  // be null, is among it and could not be drawn.
+  Bool Restore(const T_Item* i_pJudged = nullptr);
 
   // The layer of i_s32VoDev is gone or new: nothing lies on it.
   void ForgetLayer(SInt32 i_s32VoDev);
@@ -43,16 +45,19 @@ class CPainter {
   // i_pPicture, opaque and of the canvas's size, lies behind everything; null = nothing does.
   void SetBackground(SInt32 i_s32VoDev, std::shared_ptr<const CPicture> i_pPicture);
   Bool HasBackground() const { return !m_mapBackgrounds.empty(); }
+  Bool HasBackground(SInt32 i_s32VoDev) const { return m_mapBackgrounds.contains(i_s32VoDev); }
 
-  // Of all pictures that lie on the canvases, but for those of i_pBut.
-  size_t PictureBytes(const T_Item* i_pBut) const;
+  // Of all pictures that would lie on the canvases if i_item lay there as i_vecDrawn.
+  size_t PictureBytes(const T_Item& i_item, const std::vector<T_Drawn>& i_vecDrawn) const;
 
  private:
   void LeaveText(T_Item& io_item, SInt32 i_s32VoDev);
   Bool ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32VoDev, CLayer& io_layer);
   Bool TouchesPicture(SInt32 i_s32VoDev, const T_Rect& i_rect) const;
+  Bool TouchesDamage(SInt32 i_s32VoDev, const T_Rect& i_rect) const;
   void NoteDamage(SInt32 i_s32VoDev, const T_Rect& i_rect);
-  Bool Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect);
+  Bool Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect,
+               const T_Item* i_pJudged);
   void PaintBackground(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect) const;
 
   T_LayerMap* const m_pLayers;

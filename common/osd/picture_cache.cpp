@@ -11,6 +11,11 @@ Bool CPictureCache::T_Entry::Is(const std::string& i_strPath, const T_FileId& i_
   return ScaledExtent(m_stOwn, i_size.m_stScaled) == m_stScaled && m_pPicture->Extent() == cut;
 }
 
+Bool CPictureCache::Knows(const std::string& i_strPath) const {
+  return std::any_of(m_lstEntries.begin(), m_lstEntries.end(),
+                     [&](const T_Entry& i_entry) { return i_entry.m_strPath == i_strPath; });
+}
+
 std::shared_ptr<const CPicture> CPictureCache::Find(const std::string& i_strPath,
                                                     const T_FileId& i_file,
                                                     const T_WantedSize& i_size) {

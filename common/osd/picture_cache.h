@@ -13,6 +13,9 @@ class CPictureCache {
   static constexpr size_t kMaxEntries = 8;
   static constexpr size_t kMaxBytes = size_t{32} << 20;
 
+  // Whether there may be a picture of i_strPath.
+  Bool Knows(const std::string& i_strPath) const;
+
   // The picture of i_strPath, whose contents are still those of i_file, in that size; null when
   // it is not here.
   std::shared_ptr<const CPicture> Find(const std::string& i_strPath, const T_FileId& i_file,

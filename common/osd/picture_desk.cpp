@@ -5,7 +5,8 @@
 // All pictures of its job, or not all.
 Bool CPictureDesk::FindAll(T_PictureResult& io_result) {
   const T_PictureJob& job = io_result.m_stJob;
-  if (job.m_bWholeScreen) return false;
+  // A path that is unknown is not looked at: its file system may be slow.
+  if (job.m_bWholeScreen || !m_objCache.Knows(job.m_strPath)) return false;
   const T_FileId file = IdentifyFile(job.m_strPath);
   for (const auto& target : job.m_vecTargets) {
     auto pPicture = m_objCache.Find(job.m_strPath, file, target.m_stSize);
@@ -38,6 +39,7 @@ T_PictureResult CPictureDesk::TakeDropped() {
   if (m_vecDropped.empty()) return result;
   result.m_u64Ticket = m_vecDropped.back();
   result.m_stLoaded.m_strError = "dropped";
+  result.m_bDropped = true;
   m_vecDropped.pop_back();
   return result;
 }

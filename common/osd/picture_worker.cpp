@@ -58,9 +58,9 @@ UInt64 CPictureWorker::Add(T_PictureJob i_stJob, UInt64* o_pDropped) {
     m_objChanged.Signal();
   }
   if (*o_pDropped != 0)
-    LOG_WARN("picture <%s> is not shown: %zu pictures that were asked for later wait already",
+    LOG_WARN("picture <%.4000s> is not shown: %zu pictures that were asked for later wait already",
              Printable(dropped.m_strPath).c_str(), kMaxWaiting);
-  if (!std::exchange(m_bStarted, true)) Start();
+  if (!IsStopRequested() && !std::exchange(m_bStarted, true)) Start();
   return u64Ticket;
 }
 
@@ -102,7 +102,7 @@ void CPictureWorker::Entry() {
     T_Loaded loaded = Load(next.m_stJob, stop);
     if (stop.stop_requested()) continue;
     if (!loaded.m_strError.empty())
-      LOG_ERROR("picture <%s> is not shown: %s", Printable(next.m_stJob.m_strPath).c_str(),
+      LOG_ERROR("picture <%.4000s> is not shown: %s", Printable(next.m_stJob.m_strPath).c_str(),
                 loaded.m_strError.c_str());
     Send(new T_PictureResult{next.m_u64Ticket, std::move(next.m_stJob), std::move(loaded)});
   }

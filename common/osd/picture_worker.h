@@ -32,7 +32,8 @@ struct T_PictureJob {
 struct T_PictureResult {
   UInt64 m_u64Ticket;
   T_PictureJob m_stJob;
-  T_Loaded m_stLoaded;  // a picture for each target; an error was logged already
+  T_Loaded m_stLoaded;      // a picture for each target; an error was logged already
+  Bool m_bDropped = false;  // it was never begun, which is an error, too
 
   // What was made for the layer of that output as it is now; null when nothing was.
   std::shared_ptr<const CPicture> For(SInt32 i_s32VoDev, const T_Canvas& i_canvas) const;

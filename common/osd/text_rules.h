@@ -1,18 +1,14 @@
-// How a request changes the text item that it is about.
+// How a request changes the text item that it is about: its first line, or all of them.
 #pragma once
 
 #include "common/osd/disp_record.h"
 
-struct T_TextRules {
-  // Whether the new version's cells cover those of the stored one; else these are erased first.
-  Bool (*m_pCovers)(const T_DispRecord& i_item, const T_DispRecord& i_new);
-  // Takes over the text.
-  void (*m_pMergeText)(const T_DispRecord& i_new, T_DispRecord& io_item);
-};
+// Whether the cells of i_new cover those of the stored text; else these must be erased first.
+Bool CoversText(const T_DispRecord& i_new, const T_DispRecord& i_stored, Bool i_bAllLines);
 
-extern const T_TextRules kFirstLineRules;
-extern const T_TextRules kAllLinesRules;
+// Takes over the text, when there is one.
+void MergeText(const T_DispRecord& i_new, Bool i_bAllLines, T_DispRecord& io_stored);
 
 // Takes over everything but the text, as far as the request's mask says. Source, kind and mask stay
 // those of the first request.
-void MergeFields(const T_DispRecord& i_new, T_DispRecord& io_item);
+void MergeFields(const T_DispRecord& i_new, T_DispRecord& io_stored);

@@ -38,18 +38,19 @@ std::optional<T_Rect> CTextDrawer::Measure(const T_DispRecord& i_item, const T_C
   return layout->Bounds();
 }
 
+// A cell without a glyph leaves what is there, so that comes along.
 Bool CTextDrawer::DrawLine(const char* i_pText, const T_Rect& i_line, const T_Canvas& i_canvas,
                            const T_Rect& i_part) {
   if (i_part == i_line)
     return m_objGlyphs.DrawString(i_pText, i_canvas, i_line.m_u32Y, i_line.m_u32X);
   m_vecLine.resize(size_t{i_line.m_u32W} * i_line.m_u32H);
   const T_Canvas line{m_vecLine.data(), i_line.m_u32W, i_line.m_u32H};
-  if (!m_objGlyphs.DrawString(i_pText, line, 0, 0)) return false;
-  for (UInt32 y = i_part.m_u32Y; y < i_part.m_u32Y + i_part.m_u32H; ++y)
-    std::memcpy(i_canvas.Row(y) + i_part.m_u32X,
-                line.Row(y - i_line.m_u32Y) + (i_part.m_u32X - i_line.m_u32X),
-                size_t{i_part.m_u32W} * sizeof(UInt32));
-  return true;
+  const T_Rect part{i_part.m_u32X - i_line.m_u32X, i_part.m_u32Y - i_line.m_u32Y, i_part.m_u32W,
+                    i_part.m_u32H};
+  CopyRect(i_canvas, i_part, line, part);
+  const Bool bDrawn = m_objGlyphs.DrawString(i_pText, line, 0, 0);
+  CopyRect(line, part, i_canvas, i_part);
+  return bDrawn;
 }
 
 Bool CTextDrawer::DrawOsdInfo(const T_DispRecord& i_item, EDrawMode i_eMode,

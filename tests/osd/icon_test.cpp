@@ -11,6 +11,7 @@
 namespace {
 
 constexpr UInt32 kRed = 0xFFFF0000;
+constexpr UInt32 kBlue = 0xFF0000FF;
 using Pixels = std::vector<UInt32>;
 
 // One pixel of the canvas is 100 of the grid.
@@ -25,9 +26,10 @@ class Icons : public Renderer {
     std::fill(picture.m_pixels.begin(), picture.m_pixels.end(), i_u32Colour);
     return WritePng(SystemPath(("/" + i_name).c_str()), picture);
   }
-  UInt32 ShowIcon(UInt32 i_u32Seq, const std::string& i_path, UInt32 i_u32X = 0,
-                  UInt32 i_u32W = 0) {
+  UInt32 ShowIcon(UInt32 i_u32Seq, const std::string& i_path, UInt32 i_u32X = 0, UInt32 i_u32W = 0,
+                  UInt16 i_u16VoSeq = 0) {
     T_DispRecord record{};
+    record.m_u16VoSeq = i_u16VoSeq;
     record.m_u16Seq = static_cast<UInt16>(i_u32Seq);
     record.m_u16Time = T_DispRecord::kForever;
     record.m_u32X = i_u32X * 100;
@@ -37,9 +39,28 @@ class Icons : public Renderer {
     i_path.copy(record.m_aText[0], i_path.size());
     return Show(record, kOsdIconShow);
   }
+  void Guide(UInt32 i_u32Output, UInt32 i_u32Seq, const std::string& i_path) {
+    T_ModuleMsg msg = Message(kOsdPicture);
+    msg.PutWord(kPictureOutSeqWord, i_u32Seq << 16 | i_u32Output);
+    char* const pPath = new char[i_path.size() + 1]();
+    i_path.copy(pPath, i_path.size());
+    msg.Put(kPicturePathOffset, pPath);
+    Send(msg);
+  }
+  void HideImage(UInt32 i_u32Output, UInt32 i_u32Seq) {
+    Send(Message(kOsdIconHide, {i_u32Seq << 16 | i_u32Output}));
+  }
+  // Everything that was asked for before has come then: the worker goes by turns.
+  void DeliverAll() {
+    ShowIcon(0x7FE, "/last");
+    m_log.Take();
+    while (!m_log.Has("ERROR picture </last> is not shown: No such file or directory"))
+      CThread::Sleep(1);
+    for (T_ModuleMsg result; g_objResults.Pop(20, &result) != 0;) Send(result);
+  }
   // What the layer shows in row 5 of these columns.
-  static Pixels Row(const std::vector<UInt32>& i_columns, UInt32 i_u32W = 160) {
-    const std::string file = ReadFile(SystemPath("/dev/fb0"));
+  static Pixels Row(const std::vector<UInt32>& i_columns, UInt32 i_u32W = 160, char i_digit = '0') {
+    const std::string file = ReadFile(SystemPath("/dev/fb") + i_digit);
     Pixels pixels;
     for (const UInt32 column : i_columns)
       std::memcpy(&pixels.emplace_back(), file.data() + 4096 + (i_u32W * 5 + column) * 4, 4);
@@ -123,11 +144,11 @@ TEST_F(Icons, PicturesAreKeptWhileTheirFilesStay) {
   EXPECT_EQ(Row({5}), Pixels{0});
   ShowIcon(0x202, red, 20, 20);
   EXPECT_EQ(Row({20, 39, 40}), (Pixels{kRed, kRed, 0})) << "at once, at another place";
-  std::filesystem::rename(Plain("blue.png", 0xFF0000FF), red);
+  std::filesystem::rename(Plain("blue.png", kBlue), red);
   ShowIcon(0x202, red, 20, 20);
   EXPECT_EQ(Row({20}), Pixels{kRed}) << "until the new one is there";
   Deliver(1);
-  EXPECT_EQ(Row({20}), Pixels{0xFF0000FF});
+  EXPECT_EQ(Row({20}), Pixels{kBlue});
 }
 
 TEST_F(Icons, ANewLayerGetsItsIconsInItsOwnSize) {
@@ -147,12 +168,7 @@ TEST_F(Icons, ANewLayerGetsItsIconsInItsOwnSize) {
 
 TEST_F(Icons, ATextThatCannotBeDrawnOverTheGuideIsToldApart) {
   const std::string font = SystemPath("/usr/share/fonts/monos.ttf");
-  T_ModuleMsg guide = Message(kOsdPicture);
-  const std::string path = Plain("red.png", kRed);
-  char* const pPath = new char[path.size() + 1]();
-  path.copy(pPath, path.size());
-  guide.Put(kPicturePathOffset, pPath);
-  Send(guide);
+  Guide(0, 1, Plain("red.png", kRed));
   Deliver(1);
   EXPECT_EQ(Row({34, 35, 80, 125}), (Pixels{0xFF000000, kRed, kRed, 0xFF000000}));
   T_DispRecord text = Text(0x101, "text");
@@ -162,6 +178,76 @@ TEST_F(Icons, ATextThatCannotBeDrawnOverTheGuideIsToldApart) {
   EXPECT_TRUE(m_log.Has("ERROR REFRESH <text> disp failed!"));
   std::filesystem::rename(font + ".away", font);
   EXPECT_EQ(Show(text), 1u);
+  // One that is nowhere any more harms no other.
+  text.m_u32Position = 9;
+  EXPECT_EQ(Show(text), 0u);
+  EXPECT_EQ(Show(Text(0x102, "other")), 1u);
+  Send(Message(kOsdDelete, {0x102}));
+  EXPECT_EQ(Row({80}), Pixels{kRed});
+}
+
+TEST_F(Icons, EveryOutputHasItsOwnGuide) {
+  const std::string red = Plain("red.png", kRed), blue = Plain("blue.png", kBlue);
+  const auto shown = [] { return Pixels{Row({80})[0], Row({80}, 160, '1')[0]}; };
+  Init(1, 1, 160, 90);
+  Guide(255, 1, red);
+  Deliver(1);
+  Guide(255, 2, blue);
+  HideImage(0, 2);
+  Deliver(1);
+  EXPECT_EQ(shown(), (Pixels{kRed, kBlue}));
+  HideImage(0, 1);
+  Init(0, 0, 160, 90);
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{0, kBlue})) << "hidden for good";
+  Guide(0, 3, blue);
+  Deliver(1);
+  Guide(0, 4, red);
+  Init(0, 0, 160, 90);
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{kRed, kBlue})) << "the one asked for last";
+  Guide(0, 5, "/nowhere");
+  Init(0, 0, 160, 90);
+  DeliverAll();
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{kRed, kBlue})) << "what was there stays";
+  DeInit(1);
+  HideImage(255, 2);
+  Init(1, 1, 160, 90);
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{kRed, 0}));
+}
+
+TEST_F(Icons, AMoveToAnotherOutputMayBeHiddenOrFail) {
+  const std::string red = Plain("red.png", kRed);
+  const auto shown = [] { return Pixels{Row({5})[0], Row({5}, 160, '1')[0]}; };
+  Init(1, 1, 160, 90);
+  ShowIcon(0x101, red);
+  Deliver(1);
+  ShowIcon(0x101, Plain("moved.png", kBlue), 0, 0, 1);
+  Send(Message(kOsdTextCancel, {0x101 << 16 | 1}));
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{kRed, 0}));
+  ShowIcon(0x101, SystemPath("/moved.png"), 0, 0, 1);
+  HideImage(0, 0x101);
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{0, kBlue}));
+  ShowIcon(0x101, "/nowhere");
+  Init(1, 1, 160, 90);
+  DeliverAll();
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{0, kBlue}));
+}
+
+TEST_F(Icons, ANewLayerGetsMoreIconsThanMayWait) {
+  for (UInt32 i = 0; i < 40; ++i) {
+    ShowIcon(0x100 + i, Plain(std::to_string(i) + ".png", kRed, 3), i * 4, 3);
+    Deliver(1);
+  }
+  Init(0, 0, 320, 180);
+  std::vector<UInt32> columns;
+  for (UInt32 i = 0; i < 40; ++i) columns.push_back(i * 8);
+  while (Row(columns, 320) != Pixels(40, kRed)) Deliver(1);
 }
 
 }  // namespace

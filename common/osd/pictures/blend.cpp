@@ -1,29 +1,52 @@
 #include "common/osd/pictures/blend.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
 
-constexpr UInt32 kOdd = 0x00FF00FF;  // red and blue, or alpha and green moved down
+// Pixels that are looked at together: most pictures are opaque, empty or over one kind of ground
+// for longer than this, and each such case is a plain loop over bytes.
+constexpr UInt32 kBlock = 64;
 
 // i_u32Sum / 255 rounded; exact up to 255 * 255, and there is no tie.
 constexpr UInt32 By255(UInt32 i_u32Sum) { return (i_u32Sum + 128 + ((i_u32Sum + 128) >> 8)) >> 8; }
 
-// Two channels at once: By255 of i_u32Over * i_u32Alpha + i_u32Under * (255 - i_u32Alpha). No
-// channel's sum leaves its 16 bits.
-UInt32 MixPair(UInt32 i_u32Over, UInt32 i_u32Under, UInt32 i_u32Alpha) {
-  const UInt32 u32Sum = i_u32Over * i_u32Alpha + i_u32Under * (255 - i_u32Alpha) + 0x00800080;
-  return (u32Sum + (u32Sum >> 8 & kOdd)) >> 8 & kOdd;
+UInt32 AlphaOf(UInt32 i_u32Argb, UInt32 i_u32Opacity) {
+  return By255((i_u32Argb >> 24) * i_u32Opacity);
 }
 
-// Onto an opaque pixel.
-UInt32 MixOpaque(UInt32 i_u32Over, UInt32 i_u32Under, UInt32 i_u32Alpha) {
-  const UInt32 u32Green = MixPair(i_u32Over >> 8 & 0xFF, i_u32Under >> 8 & 0xFF, i_u32Alpha);
-  return 0xFF000000 | u32Green << 8 | MixPair(i_u32Over & kOdd, i_u32Under & kOdd, i_u32Alpha);
+void OntoOpaque(const UInt32* i_pSource, UInt32* io_pTarget, UInt32 i_u32Count,
+                UInt32 i_u32Opacity) {
+  UInt32 aAlphas[kBlock];
+  for (UInt32 i = 0; i < i_u32Count; ++i)
+    aAlphas[i] = AlphaOf(i_pSource[i], i_u32Opacity) * 0x01010101;
+  UInt8 aAlpha[sizeof(aAlphas)];
+  UInt8 aOver[sizeof(aAlphas)];
+  UInt8 aUnder[sizeof(aAlphas)];
+  const size_t bytes = i_u32Count * sizeof(UInt32);
+  std::memcpy(aAlpha, aAlphas, bytes);
+  std::memcpy(aOver, i_pSource, bytes);
+  std::memcpy(aUnder, io_pTarget, bytes);
+  for (size_t i = 0; i < bytes; ++i) {
+    const auto u16Sum =
+        static_cast<UInt16>(aOver[i] * aAlpha[i] + aUnder[i] * (255 - aAlpha[i]) + 128);
+    aUnder[i] = static_cast<UInt8>((u16Sum + (u16Sum >> 8)) >> 8);
+  }
+  std::memcpy(io_pTarget, aUnder, bytes);
+  for (UInt32 i = 0; i < i_u32Count; ++i) io_pTarget[i] |= 0xFF000000;
 }
 
-// Onto a translucent one: colours weighted, and one division a channel.
-UInt32 MixTranslucent(UInt32 i_u32Over, UInt32 i_u32Under, UInt32 i_u32Alpha) {
+void OntoNothing(const UInt32* i_pSource, UInt32* io_pTarget, UInt32 i_u32Count,
+                 UInt32 i_u32Opacity) {
+  for (UInt32 i = 0; i < i_u32Count; ++i) {
+    const UInt32 u32Alpha = AlphaOf(i_pSource[i], i_u32Opacity);
+    io_pTarget[i] = u32Alpha != 0 ? u32Alpha << 24 | (i_pSource[i] & 0x00FFFFFF) : io_pTarget[i];
+  }
+}
+
+// Colours weighted, and one division a channel.
+UInt32 Mix(UInt32 i_u32Over, UInt32 i_u32Under, UInt32 i_u32Alpha) {
   const UInt32 u32Over = 255 * i_u32Alpha;
   const UInt32 u32Under = (i_u32Under >> 24) * (255 - i_u32Alpha);
   const UInt32 u32All = u32Over + u32Under;
@@ -36,31 +59,46 @@ UInt32 MixTranslucent(UInt32 i_u32Over, UInt32 i_u32Under, UInt32 i_u32Alpha) {
   return u32Argb;
 }
 
-UInt32 Mix(UInt32 i_u32Over, UInt32 i_u32Under, UInt32 i_u32Alpha) {
-  if (i_u32Alpha == 0) return i_u32Under;
-  if (i_u32Under >> 24 == 0) return i_u32Alpha << 24 | (i_u32Over & 0x00FFFFFF);
-  if (i_u32Under >> 24 == 255) return MixOpaque(i_u32Over, i_u32Under, i_u32Alpha);
-  return MixTranslucent(i_u32Over, i_u32Under, i_u32Alpha);
+void OntoAny(const UInt32* i_pSource, UInt32* io_pTarget, UInt32 i_u32Count, UInt32 i_u32Opacity) {
+  for (UInt32 i = 0; i < i_u32Count; ++i) {
+    const UInt32 u32Alpha = AlphaOf(i_pSource[i], i_u32Opacity);
+    if (u32Alpha != 0) io_pTarget[i] = Mix(i_pSource[i], io_pTarget[i], u32Alpha);
+  }
 }
 
-UInt32 OpaqueRun(const UInt32* i_pSource, UInt32 i_u32Count) {
-  UInt32 u32Run = 0;
-  while (u32Run < i_u32Count && i_pSource[u32Run] >= 0xFF000000) ++u32Run;
-  return u32Run;
+// What holds for all of some pixels.
+struct T_Alphas {
+  T_Alphas(const UInt32* i_pPixels, UInt32 i_u32Count) {
+    UInt32 u32All = ~0U;
+    UInt32 u32Any = 0;
+    for (UInt32 i = 0; i < i_u32Count; ++i) {
+      u32All &= i_pPixels[i];
+      u32Any |= i_pPixels[i];
+    }
+    m_bOpaque = u32All >> 24 == 0xFF;
+    m_bEmpty = u32Any >> 24 == 0;
+  }
+  Bool m_bOpaque;
+  Bool m_bEmpty;
+};
+
+void BlendBlock(const UInt32* i_pSource, UInt32* io_pTarget, UInt32 i_u32Count,
+                UInt32 i_u32Opacity) {
+  const T_Alphas source(i_pSource, i_u32Count);
+  if (source.m_bEmpty) return;
+  if (source.m_bOpaque && i_u32Opacity == 255) {
+    std::memcpy(io_pTarget, i_pSource, i_u32Count * sizeof(UInt32));
+    return;
+  }
+  const T_Alphas target(io_pTarget, i_u32Count);
+  if (target.m_bOpaque) return OntoOpaque(i_pSource, io_pTarget, i_u32Count, i_u32Opacity);
+  if (target.m_bEmpty) return OntoNothing(i_pSource, io_pTarget, i_u32Count, i_u32Opacity);
+  OntoAny(i_pSource, io_pTarget, i_u32Count, i_u32Opacity);
 }
 
 }  // namespace
 
 void BlendRow(const UInt32* i_pSource, UInt32* io_pTarget, UInt32 i_u32Count, UInt32 i_u32Opacity) {
-  for (UInt32 u32X = 0; u32X < i_u32Count;) {
-    const UInt32 u32Run = i_u32Opacity == 255 ? OpaqueRun(i_pSource + u32X, i_u32Count - u32X) : 0;
-    if (u32Run > 0) {
-      std::memcpy(io_pTarget + u32X, i_pSource + u32X, size_t{u32Run} * sizeof(UInt32));
-      u32X += u32Run;
-      continue;
-    }
-    io_pTarget[u32X] =
-        Mix(i_pSource[u32X], io_pTarget[u32X], By255((i_pSource[u32X] >> 24) * i_u32Opacity));
-    ++u32X;
-  }
+  for (UInt32 x = 0; x < i_u32Count; x += kBlock)
+    BlendBlock(i_pSource + x, io_pTarget + x, std::min(kBlock, i_u32Count - x), i_u32Opacity);
 }

@@ -75,9 +75,17 @@ void AskForWords(const T_PngJob& i_job) {
 #endif
 }
 
+Bool AllOpaque(const CPicture& i_picture) {
+  const UInt32* const pFirst = i_picture.Row(0);
+  return std::all_of(pFirst, pFirst + i_picture.Extent().Pixels(),
+                     [](UInt32 i_u32Argb) { return i_u32Argb >> 24 == 0xFF; });
+}
+
 void ReadRows(T_PngJob& io_job) {
   png_structp pPng = io_job.m_pPng;
   const T_Extent extent = io_job.m_pPicture->Extent();
+  const Bool bAlpha = (png_get_color_type(pPng, io_job.m_pInfo) & PNG_COLOR_MASK_ALPHA) != 0 ||
+                      png_get_valid(pPng, io_job.m_pInfo, PNG_INFO_tRNS) != 0;
   AskForWords(io_job);
   const int passes = png_set_interlace_handling(pPng);
   png_read_update_info(pPng, io_job.m_pInfo);
@@ -89,14 +97,7 @@ void ReadRows(T_PngJob& io_job) {
       png_read_row(pPng, reinterpret_cast<png_bytep>(io_job.m_pPicture->Row(u32Y)), nullptr);
     }
   png_read_end(pPng, nullptr);
-}
-
-Bool IsOpaque(const T_PngJob& i_job) {
-  const CPicture& picture = *i_job.m_pPicture;
-  if ((png_get_color_type(i_job.m_pPng, i_job.m_pInfo) & PNG_COLOR_MASK_ALPHA) == 0) return true;
-  const UInt32* const pFirst = picture.Row(0);
-  return std::all_of(pFirst, pFirst + picture.Extent().Pixels(),
-                     [](UInt32 i_u32Argb) { return i_u32Argb >> 24 == 0xFF; });
+  io_job.m_pPicture->SetOpaque(!bAlpha || AllOpaque(*io_job.m_pPicture));
 }
 
 }  // namespace
@@ -113,6 +114,5 @@ std::optional<CPicture> DecodePng(CPictureFile& io_file, const std::stop_token& 
   if (!picture) return std::nullopt;
   job.m_pPicture = &*picture;
   if (!reader.Attempt(&ReadRows)) return Refuse(o_pError, "its PNG is damaged: %s", job.m_aError);
-  picture->SetOpaque(IsOpaque(job));
   return picture;
 }
