@@ -65,6 +65,8 @@ std::string WritePicture(const char* i_pName, UInt32 i_u32W, UInt32 i_u32H, bool
   image.flags = PNG_IMAGE_FLAG_FAST;
   if (png_image_write_to_file(&image, path.c_str(), 0, pixels.data(), 0, nullptr) == 0)
     std::abort();
+  const timespec aTimes[2] = {};  // what was written just now would not be kept
+  utimensat(AT_FDCWD, path.c_str(), aTimes, 0);
   return path;
 }
 

@@ -1,5 +1,6 @@
 // The process: start in a fixed order, idle until SIGINT or SIGTERM, stop in a fixed order.
 
+#include <fcntl.h>
 #include <getopt.h>
 #include <unistd.h>
 
@@ -74,6 +75,13 @@ void ParseOptions(int argc, char** argv) {
   }
 }
 
+// Of those that the launcher closed, so that no other file gets their numbers and our output.
+void OpenStandardStreams() {
+  SInt32 s32Fd = open("/dev/null", O_RDWR);
+  while (s32Fd >= 0 && s32Fd <= STDERR_FILENO) s32Fd = open("/dev/null", O_RDWR);
+  if (s32Fd >= 0) close(s32Fd);
+}
+
 void StartFramework() {
   CThread::Initialize(kThreadStackBytes);
   CTaskThreadPool::AddThreads(kTaskThreads);
@@ -116,6 +124,7 @@ void HandleSig(SInt32 i_s32Signal) {
 }
 
 int main(int argc, char** argv) {
+  OpenStandardStreams();
   ParseOptions(argc, argv);
   sleep(2);  // the rest of the device comes up meanwhile
   const std::string strLogConf = SystemPath("/usr/local/etc/ztosdlog.conf");
@@ -124,6 +133,8 @@ int main(int argc, char** argv) {
   std::signal(SIGINT, HandleSig);
   std::signal(SIGTERM, HandleSig);
   std::signal(SIGPIPE, SIG_IGN);  // whoever read our output may be gone
+  std::signal(SIGCHLD,
+              SIG_DFL);  // ignored, as some launchers leave it, it would hide children's ends
   StartFramework();
   StartModules();
   while (g_s32Run != 0) {

@@ -5,10 +5,11 @@
 #include <png.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include "tests/picture.h"
 
-// Its path again.
+// Its path again. The file is an hour old, so that nothing takes it for one that is being written.
 inline std::string WritePng(const std::string& i_path, const T_Picture& i_picture) {
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
@@ -17,6 +18,8 @@ inline std::string WritePng(const std::string& i_path, const T_Picture& i_pictur
   image.format = PNG_FORMAT_BGRA;
   EXPECT_NE(
       png_image_write_to_file(&image, i_path.c_str(), 0, i_picture.m_pixels.data(), 0, nullptr), 0);
+  using namespace std::filesystem;
+  last_write_time(i_path, file_time_type::clock::now() - std::chrono::hours(1));
   return i_path;
 }
 

@@ -45,8 +45,8 @@ class CDisplayList {
   // Draws what is shown on output i_s32VoDev, and restarts the time of its texts.
   void DisplayDisInfoList(SInt32 i_s32VoDev);
 
-  // Shows the icon that waits for this result, which may be that of nobody; an error that stands for
-  // it may be made up by the caller.
+  // Shows the icon that waits for this result, which may be that of nobody. Its error may be made
+  // up by the caller.
   void Take(const T_PictureResult& i_result);
 
   void Clear() { m_listDispInfo.clear(); }

@@ -1,6 +1,15 @@
 #include "common/osd/picture_desk.h"
 
+#include <ctime>
 #include <utility>
+
+namespace {
+
+// Whether it may be written to once more without a change of the time that tells contents apart,
+// which file systems round to as much as two seconds.
+Bool IsYoung(const T_FileId& i_file) { return std::time(nullptr) - i_file.m_seconds <= 2; }
+
+}  // namespace
 
 // All pictures of its job, or not all.
 Bool CPictureDesk::FindAll(T_PictureResult& io_result) {
@@ -28,7 +37,7 @@ T_PictureResult CPictureDesk::Ask(T_PictureJob i_stJob) {
 void CPictureDesk::Keep(const T_PictureResult& i_result) {
   const T_PictureJob& job = i_result.m_stJob;
   const T_Loaded& loaded = i_result.m_stLoaded;
-  if (job.m_bWholeScreen || !loaded.m_strError.empty()) return;
+  if (job.m_bWholeScreen || !loaded.m_strError.empty() || IsYoung(loaded.m_stFile)) return;
   for (size_t i = 0; i < job.m_vecTargets.size(); ++i)
     m_objCache.Keep(job.m_strPath, loaded.m_stFile, loaded.m_stOwn, job.m_vecTargets[i].m_stSize,
                     loaded.m_vecPictures[i]);

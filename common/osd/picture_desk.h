@@ -16,7 +16,7 @@ class CPictureDesk {
   // The result of that ticket is not wanted any more; 0 and unknown ones are.
   void Withdraw(UInt64 i_u64Ticket) { m_objWorker.Withdraw(i_u64Ticket); }
 
-  // Keeps what has come, for those who ask again.
+  // Keeps what has come, for those who ask again, unless its file was written to just now.
   void Keep(const T_PictureResult& i_result);
 
   // The result, with an error, of a ticket that was dropped because too many were asked for; each

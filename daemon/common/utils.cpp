@@ -19,7 +19,7 @@ namespace {
 
 // The child of vfork runs in the parent's memory until execvp. A signal to the process group must
 // not run the daemon's handler there, so all signals wait until those that the daemon handles have
-// their default meaning in the child. i_prepare runs in the child and makes plain system calls only.
+// their default meaning in the child. i_prepare runs there and makes plain system calls only.
 template <class T_Prepare>
 pid_t Spawn(const char* i_pFile, const char* const* i_pArguments, const T_Prepare& i_prepare) {
   struct sigaction standard = {};
@@ -60,21 +60,21 @@ using Clock = std::chrono::steady_clock;
 constexpr SInt32 kSliceMs = 50;        // how late a time limit or a stop may be noticed
 constexpr SInt32 kClosingSliceMs = 1;  // between the end of the output and the end of the program
 
-// In the child. A lower limit that is there already stays; a crash leaves no core file.
-void LimitFiles(UInt64 i_u64Bytes) {
-  const rlimit none{};
-  setrlimit(RLIMIT_CORE, &none);
+// In the child. A lower limit that is there already stays.
+void Limit(decltype(RLIMIT_CORE) i_resource, UInt64 i_u64Bytes) {
   rlimit limit{};
-  getrlimit(RLIMIT_FSIZE, &limit);
+  getrlimit(i_resource, &limit);
   limit.rlim_cur = static_cast<rlim_t>(std::min<UInt64>(limit.rlim_cur, i_u64Bytes));
-  setrlimit(RLIMIT_FSIZE, &limit);
+  setrlimit(i_resource, &limit);
 }
 
 pid_t Start(const T_Program& i_program, SInt32 i_s32Stderr) {
   const pid_t child = Spawn(i_program.m_pArguments[0], i_program.m_pArguments, [&] {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    LimitFiles(i_program.m_u64MaxFileBytes);
+    Limit(RLIMIT_CORE, 0);
+    Limit(RLIMIT_FSIZE, i_program.m_u64MaxFileBytes);
+    Limit(RLIMIT_AS, i_program.m_u64MaxMemory);
     dup2(i_program.m_s32Stdin, STDIN_FILENO);
     dup2(i_program.m_s32Stdout, STDOUT_FILENO);
     dup2(i_s32Stderr, STDERR_FILENO);
@@ -147,6 +147,7 @@ T_ProgramResult RunProgram(const T_Program& i_program, const std::stop_token& i_
   writer = CDescriptor();
   result.m_eEnd = AwaitEnd(child, reader.Get(), limit, i_stop, &result.m_strError);
   kill(-child, SIGKILL);
+  kill(child, SIGKILL);  // it may have left its group
   result.m_s32Status = AwaitChild(child);
   return result;
 }

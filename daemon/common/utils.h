@@ -22,6 +22,7 @@ struct T_Program {
   SInt32 m_s32Stdout;
   UInt32 m_u32LimitMs;
   UInt64 m_u64MaxFileBytes;  // no file that it writes becomes larger
+  UInt64 m_u64MaxMemory;     // bytes of address space
 };
 
 enum class ProgramEnd { kEnded, kNotStarted, kTimedOut, kStopped };
@@ -35,6 +36,6 @@ struct T_ProgramResult {
 };
 
 // Runs i_program without a shell and blocks until it has ended, its time is up or i_stop is asked
-// for; whatever it started and left in its process group is killed then. kNotStarted when a pipe or
+// for; it, and whatever it started and left in its process group, is killed then. kNotStarted when a pipe or
 // a process is lacking. The program does not outlive the calling thread. Any thread, no lock.
 T_ProgramResult RunProgram(const T_Program& i_program, const std::stop_token& i_stop);

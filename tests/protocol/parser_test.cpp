@@ -32,18 +32,6 @@ TEST(ParserHeader, ChecksComeInOrderAndLeaveTheSlotAlone) {
   EXPECT_EQ(seq.m_aSeq[0], 6u);
 }
 
-TEST(ParserHeader, PortsBeyondThePeersAreUnknown) {
-  const std::pair<UInt16, std::string> kNames[] = {{0, "Unknown"},    {9633, "Unknown"},
-                                                   {9634, "Test"},    {9648, "HIDTrans"},
-                                                   {9649, "Unknown"}, {0xFFFF, "Unknown"}};
-  for (const auto& [u16Port, name] : kNames) {
-    EXPECT_EQ(ModuleName(u16Port), name);
-    T_MsgSeq seq{{}, u16Port};
-    const CmdErr eResult = Parse(Datagram(7, kMsgMppHide, Bytes(4)), seq).m_eResult;
-    EXPECT_EQ(eResult, name == "Unknown" ? kCmdPort : kCmdSuccess) << u16Port;
-  }
-}
-
 TEST(ParserHeader, OnlyTheRequiredBodyLengthPasses) {
   const auto check = [](UInt32 i_u32Id, UInt32 i_u32Length) {
     T_MsgHeader header;

@@ -138,10 +138,6 @@ TEST_F(Pictures, TheCanvasIsWhatTheListSays) {
   blocks.m_u16X = 1300;
   Ask(blocks);
   ExpectShown({later, blocks});  // gone from the first output
-  blocks.m_path = "/nowhere.png";
-  Ask(blocks);
-  EXPECT_TRUE(s_pRoot->Logs("picture </nowhere.png> is not shown: No such file or directory"));
-  ExpectShown({later, blocks});
   glass.m_u16Seq = 0x211;
   Ask(glass);
   ExpectShown({later, blocks, glass});

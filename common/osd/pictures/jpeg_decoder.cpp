@@ -14,6 +14,8 @@ namespace {
 
 constexpr const char* kTemporaryFolder = "/yuvfile";
 constexpr UInt32 kDecoderLimitMs = 5000;
+// A progressive picture of the largest size needs 600 MB.
+constexpr UInt64 kDecoderMaxMemory = UInt64{1} << 30;
 constexpr UInt32 kMaxSegments = 1024;  // a photograph has some dozens before its frame
 constexpr UInt32 kMaxFill = 256;
 constexpr size_t kBmpHead = 54;
@@ -50,13 +52,16 @@ UInt8 NextMarker(CPictureFile& io_file) {
 
 // From segment to segment up to the frame header, which has the size.
 std::optional<T_JpegFrame> FindFrame(CPictureFile& io_file) {
+  constexpr UInt8 kRestart = 0xD0;
   constexpr UInt8 kScan = 0xDA;
   UInt8 aSegment[8];  // length with itself, precision, height, width, components
   io_file.Seek(2);
   for (UInt32 u32Segment = 0; u32Segment < kMaxSegments; ++u32Segment) {
     const UInt8 u8Marker = NextMarker(io_file);
     const size_t start = io_file.Offset();
-    if (u8Marker < 0xC0 || u8Marker == kScan || !io_file.Read(aSegment, 2)) break;
+    // From the restart markers up to the scan there is none that a frame header may follow.
+    if (u8Marker < 0xC0 || (u8Marker >= kRestart && u8Marker <= kScan)) break;
+    if (!io_file.Read(aSegment, 2)) break;
     if (IsFrameHeader(u8Marker)) {
       if (!io_file.Read(aSegment + 2, 6)) break;
       return T_JpegFrame{{BigEndian16(aSegment + 5), BigEndian16(aSegment + 3)}, aSegment[7]};
@@ -108,7 +113,8 @@ Bool IsSuccess(const T_ProgramResult& i_result, std::string* o_pError) {
     Refuse(o_pError, "djpeg, writing to the folder %s, was ended by the signal \"%s\"",
            folder.c_str(), strsignal(WTERMSIG(s32Status)));
   else if (WEXITSTATUS(s32Status) == 127)
-    Refuse(o_pError, "djpeg is not installed (Debian package libjpeg-turbo-progs)");
+    Refuse(o_pError, "djpeg is not installed (Debian package libjpeg-turbo-progs) or cannot run %s",
+           said.c_str());
   else if (s32Status != 0)
     Refuse(o_pError, "djpeg, writing to the folder %s, failed with %d: %s", folder.c_str(),
            WEXITSTATUS(s32Status), said.c_str());
@@ -130,8 +136,9 @@ std::optional<CPicture> DecodeJpeg(CPictureFile& io_file, const std::stop_token&
   // A grey picture would get a palette.
   const char* const pGrey = frame->m_u32Components == 1 ? "-rgb" : nullptr;
   const char* const aArguments[] = {"djpeg", "-bmp", pGrey, nullptr};
-  const T_ProgramResult result = RunProgram(
-      {aArguments, io_file.Descriptor(), bitmap.Get(), kDecoderLimitMs, frame->BmpBytes()}, i_stop);
+  const T_ProgramResult result = RunProgram({aArguments, io_file.Descriptor(), bitmap.Get(),
+                                             kDecoderLimitMs, frame->BmpBytes(), kDecoderMaxMemory},
+                                            i_stop);
   if (!IsSuccess(result, o_pError)) return std::nullopt;
   CPictureFile output(std::move(bitmap));
   std::string why = "another size";

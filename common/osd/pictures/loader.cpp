@@ -95,7 +95,7 @@ void AddOverlay(const std::string& i_strOverlay, const std::stop_token& i_stop,
   const std::optional<CPicture> overlay = Read(i_strOverlay, i_stop, &file, &error);
   if (overlay)
     LayOver(*overlay, io_pPicture);
-  else
+  else if (!i_stop.stop_requested())
     LOG_ERROR("picture <%s> not laid over: %s", i_strOverlay.c_str(), error.c_str());
 }
 

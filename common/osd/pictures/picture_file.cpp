@@ -9,9 +9,10 @@
 
 namespace {
 
+// All zeros, which is no file, when the system cannot tell.
 struct stat Status(const CDescriptor& i_file) {
   struct stat status {};
-  fstat(i_file.Get(), &status);
+  if (fstat(i_file.Get(), &status) != 0) status = {};
   return status;
 }
 
@@ -37,11 +38,15 @@ std::optional<CPictureFile> CPictureFile::Open(const std::string& i_strPath,
   if (!S_ISREG(status.st_mode))
     return Refuse(o_pError, "it is %s, not a file", KindOf(status.st_mode));
   const std::string self = "/proc/self/fd/" + std::to_string(named.Get());
-  CPictureFile file(CDescriptor(open(self.c_str(), O_RDONLY | O_CLOEXEC)));
-  if (file.Descriptor() < 0) return Refuse(o_pError, "%s", std::strerror(errno));
-  if (file.Bytes() == 0) return Refuse(o_pError, "it is empty");
-  if (file.Bytes() > kMaxBytes)
-    return Refuse(o_pError, "its %zu bytes exceed %zu", file.Bytes(), kMaxBytes);
+  CDescriptor opened(open(self.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // waits for no lease
+  if (opened.Get() < 0)
+    return Refuse(o_pError, "it cannot be read, through %s: %s", self.c_str(),
+                  std::strerror(errno));
+  CPictureFile file(std::move(opened));
+  const off_t bytes = file.Id().m_bytes;
+  if (bytes == 0) return Refuse(o_pError, "it is empty");
+  if (bytes > static_cast<off_t>(kMaxBytes))
+    return Refuse(o_pError, "its %lld bytes exceed %zu", static_cast<long long>(bytes), kMaxBytes);
   return file;
 }
 

@@ -14,7 +14,7 @@ class CPictureFile {
   static constexpr size_t kMaxBytes = size_t{64} << 20;
 
   // Follows links. Without a side effect on what is no regular file: a pipe is not waited for, a
-  // device not touched. nullopt when it is none, cannot be read, is empty or above kMaxBytes;
+  // device not touched. Needs /proc. nullopt when it is none, cannot be read, is empty or above kMaxBytes;
   // *o_pError then says why.
   static std::optional<CPictureFile> Open(const std::string& i_strPath, std::string* o_pError);
 

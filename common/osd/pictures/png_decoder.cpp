@@ -1,6 +1,7 @@
 #include <png.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csetjmp>
 #include <cstdio>
 
@@ -8,11 +9,15 @@
 
 namespace {
 
+// Many times what the largest picture takes on a slow processor.
+constexpr std::chrono::seconds kLimit{30};
+
 // libpng leaves a failing step by longjmp, so a step has no object with a destructor; whatever
 // must be freed belongs to the functions that call Attempt.
 struct T_PngJob {
   CPictureFile* m_pFile;
   const std::stop_token* m_pStop;
+  std::chrono::steady_clock::time_point m_limit;
   CPicture* m_pPicture = nullptr;
   png_structp m_pPng = nullptr;
   png_infop m_pInfo = nullptr;
@@ -46,8 +51,11 @@ class CPngReader {
   T_PngJob& m_job;
 };
 
+// The place where every long work passes: compressed data may go on for minutes behind the last row.
 void ReadBytes(png_structp io_pPng, png_bytep o_pBytes, size_t i_bytes) {
   const auto& job = *static_cast<T_PngJob*>(png_get_io_ptr(io_pPng));
+  if (job.m_pStop->stop_requested()) png_error(io_pPng, "stopped");
+  if (std::chrono::steady_clock::now() >= job.m_limit) png_error(io_pPng, "it takes above 30 s");
   if (!job.m_pFile->Read(o_pBytes, i_bytes)) png_error(io_pPng, WhyNotRead());
 }
 
@@ -92,10 +100,8 @@ void ReadRows(T_PngJob& io_job) {
   if (png_get_rowbytes(pPng, io_job.m_pInfo) != size_t{extent.m_u32W} * sizeof(UInt32))
     png_error(pPng, "its pixels are of an unknown kind");
   for (int pass = 0; pass < passes; ++pass)
-    for (UInt32 u32Y = 0; u32Y < extent.m_u32H; ++u32Y) {
-      if (u32Y % kRowsPerLook == 0 && io_job.m_pStop->stop_requested()) png_error(pPng, "stopped");
+    for (UInt32 u32Y = 0; u32Y < extent.m_u32H; ++u32Y)
       png_read_row(pPng, reinterpret_cast<png_bytep>(io_job.m_pPicture->Row(u32Y)), nullptr);
-    }
   png_read_end(pPng, nullptr);
   io_job.m_pPicture->SetOpaque(!bAlpha || AllOpaque(*io_job.m_pPicture));
 }
@@ -104,15 +110,17 @@ void ReadRows(T_PngJob& io_job) {
 
 std::optional<CPicture> DecodePng(CPictureFile& io_file, const std::stop_token& i_stop,
                                   std::string* o_pError) {
-  T_PngJob job{&io_file, &i_stop};
+  T_PngJob job{&io_file, &i_stop, std::chrono::steady_clock::now() + kLimit};
   CPngReader reader(&job);
-  if (!reader.Attempt(&ReadHead)) return Refuse(o_pError, "its PNG is damaged: %s", job.m_aError);
+  if (!reader.Attempt(&ReadHead))
+    return Refuse(o_pError, "its PNG cannot be decoded: %s", job.m_aError);
   const T_Extent extent{png_get_image_width(job.m_pPng, job.m_pInfo),
                         png_get_image_height(job.m_pPng, job.m_pInfo)};
   if (!IsSizeAllowed(extent.m_u32W, extent.m_u32H, o_pError)) return std::nullopt;
   std::optional<CPicture> picture = NewPicture(extent, o_pError);
   if (!picture) return std::nullopt;
   job.m_pPicture = &*picture;
-  if (!reader.Attempt(&ReadRows)) return Refuse(o_pError, "its PNG is damaged: %s", job.m_aError);
+  if (!reader.Attempt(&ReadRows))
+    return Refuse(o_pError, "its PNG cannot be decoded: %s", job.m_aError);
   return picture;
 }

@@ -176,7 +176,7 @@ std::optional<CPicture> ScalePicture(const CPicture& i_picture, const T_Extent& 
                                      std::string* o_pError) {
   if (i_stScaled == i_picture.Extent()) return Cut(i_picture, i_stSeen, o_pError);
   if (i_picture.IsOpaque()) return RunAll(i_picture, i_stScaled, i_stSeen, i_stop, o_pError);
-  const std::optional<CPicture> premultiplied = Premultiplied(i_picture, o_pError);
+  std::optional<CPicture> premultiplied = Premultiplied(i_picture, o_pError);
   if (!premultiplied) return std::nullopt;
   std::optional<CPicture> scaled = RunAll(*premultiplied, i_stScaled, i_stSeen, i_stop, o_pError);
   if (!scaled) return std::nullopt;
