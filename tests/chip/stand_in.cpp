@@ -63,9 +63,10 @@ bool IsNext(const T_Device& i_device, unsigned long i_ulNumber, const UInt32* i_
 
 }  // namespace
 
-// Under names of their own, since the real declarations take any number of arguments.
+// Under names of their own, since the real declarations take any number of arguments. With files of
+// any size, open is open64.
 extern "C" {
-int Open(const char* i_pPath, int i_s32Flags, mode_t i_mode) __asm__("open");
+int Open(const char* i_pPath, int i_s32Flags, mode_t i_mode) __asm__("open64");
 int Ioctl(int i_s32Fd, unsigned long i_ulNumber, UInt32* io_pRecord) __asm__("ioctl");
 
 int Open(const char* i_pPath, int i_s32Flags, mode_t i_mode) {
