@@ -52,8 +52,8 @@ class Icons : public Renderer {
   }
   // Everything that was asked for before has come then: the worker goes by turns.
   void DeliverAll() {
-    ShowIcon(0x7FE, "/last");
     m_log.Take();
+    ShowIcon(0x7FE, "/last");
     while (!m_log.Has("ERROR picture </last> is not shown: No such file or directory"))
       CThread::Sleep(1);
     for (T_ModuleMsg result; g_objResults.Pop(20, &result) != 0;) Send(result);
