@@ -1,6 +1,7 @@
 #include "common/osd/icons.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "framework/log.h"
@@ -27,15 +28,29 @@ T_WantedSize WantedSize(const T_DispRecord& i_record, const T_Canvas& i_canvas) 
            RoomBehind(DownGrid(i_record.m_u32Y, i_canvas), i_canvas.m_u32H)}};
 }
 
+// Within the canvas; empty when the icon lies outside.
 T_Rect IconRect(const T_DispRecord& i_record, const T_Canvas& i_canvas, const CPicture& i_picture) {
-  return {static_cast<UInt32>(AcrossGrid(i_record.m_u32X, i_canvas)),
-          static_cast<UInt32>(DownGrid(i_record.m_u32Y, i_canvas)), i_picture.Extent().m_u32W,
-          i_picture.Extent().m_u32H};
+  const T_Extent room = WantedSize(i_record, i_canvas).m_stRoom;
+  return {i_canvas.m_u32W - room.m_u32W, i_canvas.m_u32H - room.m_u32H,
+          std::min(room.m_u32W, i_picture.Extent().m_u32W),
+          std::min(room.m_u32H, i_picture.Extent().m_u32H)};
+}
+
+Bool IsSamePicture(const T_DispRecord& i_a, const T_DispRecord& i_b) {
+  return i_a.m_u16VoSeq == i_b.m_u16VoSeq && i_a.m_u32W == i_b.m_u32W && i_a.m_u32H == i_b.m_u32H &&
+         std::strcmp(i_a.Path(), i_b.Path()) == 0;
 }
 
 }  // namespace
 
+// A peer that asks again and again, faster than a picture can be read, gets what is under way,
+// and then the picture as it is by then.
 void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
+  if (io_item.m_pNext != nullptr && IsSamePicture(*io_item.m_pNext, i_record)) {
+    *io_item.m_pNext = i_record;
+    io_item.m_bAgain = true;
+    return;
+  }
   const Bool bNew = io_item.m_bNew;
   Withdraw(io_item);
   io_item.m_bNew = bNew;
@@ -67,7 +82,7 @@ void CIcons::Ask(T_Item& io_item, const T_DispRecord& i_record) {
 }
 
 void CIcons::Withdraw(T_Item& io_item) {
-  io_item.m_bNew = io_item.m_bRedraw = io_item.m_bMissing = false;
+  io_item.m_bNew = io_item.m_bRedraw = io_item.m_bAgain = io_item.m_bMissing = false;
   if (io_item.m_pNext == nullptr) return;
   m_pDesk->Withdraw(io_item.m_u64Ticket);
   io_item.m_pNext.reset();
@@ -77,7 +92,10 @@ void CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
   const std::unique_ptr<T_DispRecord> pNext = std::move(io_item.m_pNext);
   const Bool bRedraw = std::exchange(io_item.m_bRedraw, false);
   const T_DispRecord& record = io_item.m_stRecord;
-  if (i_result.m_stLoaded.m_strError.empty()) return Place(io_item, *pNext, i_result);
+  const Bool bAgain = std::exchange(io_item.m_bAgain, false);
+  if (i_result.m_stLoaded.m_strError.empty()) Place(io_item, *pNext, i_result);
+  if (bAgain) return Request(io_item, *pNext);
+  if (i_result.m_stLoaded.m_strError.empty()) return;
   // The layer may have been renewed since, and what was there is to stay.
   const Bool bLost = record.IsIcon() && record.Class() != T_DispRecord::kImageClass &&
                      record.m_u8Hide == 0 && io_item.m_vecDrawn.empty();
@@ -88,8 +106,9 @@ void CIcons::Place(T_Item& io_item, const T_DispRecord& i_record, const T_Pictur
   std::vector<T_Drawn> drawn;
   for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
     const auto pPicture = i_result.For(s32VoDev, layer.Canvas());
-    if (pPicture != nullptr)
-      drawn.push_back({s32VoDev, IconRect(i_record, layer.Canvas(), *pPicture), pPicture});
+    if (pPicture == nullptr) continue;
+    const T_Rect rect = IconRect(i_record, layer.Canvas(), *pPicture);
+    if (!rect.IsEmpty()) drawn.push_back({s32VoDev, rect, pPicture});
   }
   const size_t bytes = m_pPainter->PictureBytes(io_item, drawn);
   if (bytes > kMaxBytesShown) {

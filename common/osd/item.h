@@ -38,6 +38,8 @@ struct T_Item {
   std::unique_ptr<T_DispRecord> m_pNext;
   // They are the item's own, for a layer that is new.
   Bool m_bRedraw = false;
+  // They were asked for again meanwhile.
+  Bool m_bAgain = false;
   // They were dropped, and are to be asked for again.
   Bool m_bMissing = false;
   // It waits for its first pictures: without them it goes.

@@ -239,6 +239,20 @@ TEST_F(Icons, AMoveToAnotherOutputMayBeHiddenOrFail) {
   EXPECT_EQ(shown(), (Pixels{0, kBlue}));
 }
 
+TEST_F(Icons, AskingAgainDoesNotPutOffWhatIsUnderWay) {
+  const std::string red = Plain("red.png", kRed, 50);
+  ShowIcon(0x101, red);
+  ShowIcon(0x101, red, 150);
+  Deliver(1);  // made for another place, where nothing was cut off
+  EXPECT_EQ(Row({0, 149, 150, 159}), (Pixels{0, 0, kRed, kRed}));
+  ShowIcon(0x101, Plain("blue.png", kBlue));
+  DeInit();
+  Deliver(1);
+  Init(0, 0, 160, 90);
+  DeliverAll();
+  EXPECT_EQ(Row({9, 150}), (Pixels{kBlue, 0}));
+}
+
 TEST_F(Icons, ANewLayerGetsMoreIconsThanMayWait) {
   for (UInt32 i = 0; i < 40; ++i) {
     ShowIcon(0x100 + i, Plain(std::to_string(i) + ".png", kRed, 3), i * 4, 3);
