@@ -105,6 +105,8 @@ TEST_F(Icons, NobodyWaitsForADecoderAndWhatIsAskedLastWins) {
   Send(Message(kOsdIconHide, {0x101 << 16}));
   ExpectEnds(decoder);
   Deliver(13);
+  for (const std::string& line : m_log.Take())
+    EXPECT_EQ(line.find("did not end"), line.npos) << "its time was up: " << line;
   EXPECT_EQ(Row({4, 13, 22, 31, 40, 49, 156}), (Pixels{0, 0, 0, 0, 0, kRed, kRed}));
   EXPECT_EQ(SizeAfterDelete(0x3FF), "INFO m_listDispInfo.size=2") << "the first one is gone";
 }
