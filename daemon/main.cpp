@@ -133,8 +133,7 @@ int main(int argc, char** argv) {
   std::signal(SIGINT, HandleSig);
   std::signal(SIGTERM, HandleSig);
   std::signal(SIGPIPE, SIG_IGN);  // whoever read our output may be gone
-  std::signal(SIGCHLD,
-              SIG_DFL);  // ignored, as some launchers leave it, it would hide children's ends
+  std::signal(SIGCHLD, SIG_DFL);  // a launcher that ignores it would hide the ends of children
   StartFramework();
   StartModules();
   while (g_s32Run != 0) {

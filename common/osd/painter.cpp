@@ -103,6 +103,7 @@ void CPainter::Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn) {
 }
 
 void CPainter::SetBackground(SInt32 i_s32VoDev, std::shared_ptr<const CPicture> i_pPicture) {
+  if (i_pPicture == nullptr && !HasBackground(i_s32VoDev)) return;
   const auto layer = m_pLayers->find(i_s32VoDev);
   if (layer != m_pLayers->end()) NoteDamage(i_s32VoDev, layer->second.Canvas().Whole());
   if (i_pPicture == nullptr)

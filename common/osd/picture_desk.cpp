@@ -1,13 +1,17 @@
 #include "common/osd/picture_desk.h"
 
+#include <cmath>
 #include <ctime>
 #include <utility>
 
 namespace {
 
 // Whether it may be written to once more without a change of the time that tells contents apart,
-// which file systems round to as much as two seconds.
-Bool IsYoung(const T_FileId& i_file) { return std::time(nullptr) - i_file.m_seconds <= 2; }
+// which file systems round to as much as two seconds. A file from the future is not young: to a
+// device whose clock is not set yet, all are.
+Bool IsYoung(const T_FileId& i_file) {
+  return std::abs(std::difftime(std::time(nullptr), i_file.m_seconds)) <= 2;
+}
 
 }  // namespace
 

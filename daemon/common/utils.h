@@ -36,6 +36,7 @@ struct T_ProgramResult {
 };
 
 // Runs i_program without a shell and blocks until it has ended, its time is up or i_stop is asked
-// for; it, and whatever it started and left in its process group, is killed then. kNotStarted when a pipe or
-// a process is lacking. The program does not outlive the calling thread. Any thread, no lock.
+// for; it, and whatever it started and left in its process group, is killed then. kNotStarted when
+// a pipe or a process is lacking. The program does not outlive the calling thread. Any thread, no
+// lock.
 T_ProgramResult RunProgram(const T_Program& i_program, const std::stop_token& i_stop);

@@ -20,6 +20,7 @@ const char* KindOf(mode_t i_mode) {
   if (S_ISDIR(i_mode)) return "a folder";
   if (S_ISFIFO(i_mode)) return "a pipe";
   if (S_ISSOCK(i_mode)) return "a socket";
+  if (i_mode == 0) return "of an unknown kind";
   return "a device";
 }
 
