@@ -16,17 +16,20 @@ struct T_Module {
   UInt32 m_u32Id;
   UInt32 (*m_pPush)(const T_ModuleMsg*);
   UInt32 (*m_pHandle)(const T_ModuleMsg*, UInt32);
+  Bool (*m_pHasRoom)(CTask*);
 };
 
 constexpr T_Module kModules[] = {
     {kModuleTimer, [](const T_ModuleMsg* i_pMsg) { return g_objTimer.PushMsg(i_pMsg); },
      [](const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg) {
        return g_objTimer.HandleSyncMsg(i_pMsg, i_u32Arg);
-     }},
+     },
+     [](CTask*) { return true; }},
     {kModuleOsd, [](const T_ModuleMsg* i_pMsg) { return g_objOsdHifb.PushMsg(i_pMsg); },
      [](const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg) {
        return g_objOsdHifb.HandleSyncMsg(i_pMsg, i_u32Arg);
-     }},
+     },
+     [](CTask* i_pTask) { return g_objOsdHifb.HasRoomFor(i_pTask); }},
 };
 
 const T_Module* FindModule(UInt32 i_u32Id) {
@@ -82,4 +85,9 @@ UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg) {
     default:
       return Unhandled(*i_pMsg);
   }
+}
+
+Bool HasRoomFor(UInt32 i_u32Dst, CTask* i_pTask) {
+  const T_Module* const pModule = FindModule(i_u32Dst);
+  return pModule == nullptr || pModule->m_pHasRoom(i_pTask);
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "daemon/common/bus.h"
 #include "endpoint/osdcommands.h"
 #include "endpoint/replies.h"
 #include "framework/assert.h"
@@ -15,6 +16,7 @@ namespace {
 
 constexpr UInt32 MAX_SND_RCV_BUF_SIZE = kMaxDatagram;
 constexpr SInt64 kBindRetryMs = 1000;
+constexpr SInt64 kLookAgainMs = 1500;
 
 // What a reply from a peer leaves in the log; nothing else follows from one.
 struct T_ReplyLine {
@@ -96,7 +98,8 @@ SInt64 COsdCommuTask::Run() {
     return -1;
   }
   if (events & kStartEvent) ProcessStartEvent();
-  if ((events & kReadEvent) && m_eSocketState == SOCKET_STATE_BOUND) ProcessReadEvent();
+  if ((events & (kReadEvent | kTimeoutEvent)) && m_eSocketState == SOCKET_STATE_BOUND)
+    ProcessReadEvent();
   if ((events & kWriteEvent) && m_eSocketState == SOCKET_STATE_BOUND) ProcessWriteEvent();
   if (events & kTimeoutEvent) Bind();
   return 0;
@@ -141,7 +144,18 @@ void COsdCommuTask::Bind() {
   m_objTimeoutTask.SetTimeout(0);
 }
 
+// What is acknowledged is to be drawn, so nothing is taken from the socket that the renderer could
+// not take at once: its peers' requests wait there, first in, first out. The watch stays disarmed
+// meanwhile; it is the renderer's pace that wakes this task. Every now and then it looks by itself,
+// so that a renderer that stands still does not make it deaf.
+Bool COsdCommuTask::MayReceive() {
+  const Bool bRoom = HasRoomFor(kModuleOsd, this);
+  m_objTimeoutTask.SetTimeout(bRoom ? 0 : kLookAgainMs);
+  return bRoom;
+}
+
 void COsdCommuTask::ProcessReadEvent() {
+  if (!MayReceive()) return;
   UInt8 aBuf[MAX_SND_RCV_BUF_SIZE + 1];
   UInt32 u32RemoteAddr = 0;
   UInt16 u16RemotePort = 0;

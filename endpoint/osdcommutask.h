@@ -53,13 +53,14 @@ class COsdCommuTask : public CTask {
   void ProcessStartEvent();
   void InitSendSocket();
   void Bind();
+  Bool MayReceive();
   void ProcessReadEvent();
   void ProcessDatagram(const UInt8* i_pBuf, UInt32 i_u32Len, UInt32 i_u32RemoteAddr,
                        UInt16 i_u16RemotePort);
   void ProcessWriteEvent();
 
   CUDPSocket m_udpSocket;
-  CTimeoutTask m_objTimeoutTask;  // drives bind retries
+  CTimeoutTask m_objTimeoutTask;  // bind retries, and looks at a renderer that stands still
   const std::string m_strLocalAddr;
   const UInt16 m_u16LocalPort;
   SocketState m_eSocketState = SOCKET_STATE_INIT;

@@ -61,6 +61,16 @@ void FreePicture(T_ModuleMsg* io_pMsg) {
   io_pMsg->Put<char*>(kPicturePathOffset, nullptr);
 }
 
+Bool SendToTimer(UInt32 i_u32MsgNo) {
+  T_ModuleMsg msg{};
+  msg.m_u32MsgType = kSyncMsg;
+  msg.m_u32Src = kModuleOsd;
+  msg.m_u32Dst = kModuleTimer;
+  msg.m_u32MsgNo = i_u32MsgNo;
+  for (UInt32 word = 0; word < std::size(kTickTimer); ++word) msg.PutWord(word, kTickTimer[word]);
+  return SendSyncAndAsyncMsg(&msg, 0) != 0;
+}
+
 }  // namespace
 
 const COsdHifb::T_Command COsdHifb::s_aCommands[] = {
@@ -96,6 +106,7 @@ void COsdHifb::Stop() {
   wake.m_u32MsgNo = kMsgNone;
   m_objQueue.Push(&wake);
   StopAndWaitForThread();
+  m_objQueue.ForgetWaiter();  // it may be gone when the destructor pops what is left
   m_objDesk.Stop();
   // Here and not in the destructor: after main the media SDK may be gone already.
   CMutexLocker locker(&m_objListMutex);
@@ -141,6 +152,12 @@ void COsdHifb::FreeWhatIsLeft(T_ModuleMsg* io_pMsg) {
 }
 
 UInt32 COsdHifb::Handle(T_ModuleMsg* io_pMsg) {
+  const UInt32 u32Result = HandleAlone(io_pMsg);
+  SettleTick();
+  return u32Result;
+}
+
+UInt32 COsdHifb::HandleAlone(T_ModuleMsg* io_pMsg) {
   CMutexLocker locker(&m_objMutex);
   CMutexLocker listLocker(&m_objListMutex);
   const UInt32 u32Result = Dispatch(io_pMsg);
@@ -172,8 +189,7 @@ UInt32 COsdHifb::HandleOsdInitMsg(T_ModuleMsg* i_pMsg) {
   if (!SetUpLayer(request, m_mapLayers)) return 0;
   m_objList.DisplayDisInfoList(request.m_s32VoDev);
   m_objGuide.Renew(request.m_s32VoDev);
-  // A tick that the timer service refused is asked for again by the next init.
-  if (!m_bTickRunning) m_bTickRunning = SendToTimer(kMsgTimerAdd);
+  WantTick(true);
   LOG_INFO("osd init for [%d] ok size[%d]", request.m_s32Layer,
            static_cast<SInt32>(m_mapLayers.size()));
   return 1;
@@ -200,17 +216,34 @@ void COsdHifb::DeInit(SInt32 i_s32VoDev) {
   m_mapLayers.erase(layer);
   m_objPainter.ForgetLayer(i_s32VoDev);
   m_objGuide.LayerGone(i_s32VoDev);
-  if (m_mapLayers.empty() && m_bTickRunning) m_bTickRunning = !SendToTimer(kMsgTimerCancel);
+  if (m_mapLayers.empty()) WantTick(false);
 }
 
-Bool COsdHifb::SendToTimer(UInt32 i_u32MsgNo) {
-  T_ModuleMsg msg{};
-  msg.m_u32MsgType = kSyncMsg;
-  msg.m_u32Src = kModuleOsd;
-  msg.m_u32Dst = kModuleTimer;
-  msg.m_u32MsgNo = i_u32MsgNo;
-  for (UInt32 word = 0; word < std::size(kTickTimer); ++word) msg.PutWord(word, kTickTimer[word]);
-  return SendSyncAndAsyncMsg(&msg, 0) != 0;
+// Noted here and asked for when the mutexes are free. A re-init stops the tick and starts it again.
+// What the timer service refused is asked for again by the next init, or deinit.
+void COsdHifb::WantTick(Bool i_bWanted) {
+  const Bool bComing = m_dequeTick.empty() ? m_bTickRunning : m_dequeTick.back();
+  if (bComing != i_bWanted) m_dequeTick.push_back(i_bWanted);
+}
+
+// The next step that has an effect, if there is one; its sender is the only one until it is done.
+std::optional<Bool> COsdHifb::TickToSettle() {
+  CMutexLocker locker(&m_objMutex);
+  if (m_bTickSettling) return std::nullopt;
+  while (!m_dequeTick.empty() && m_dequeTick.front() == m_bTickRunning) m_dequeTick.pop_front();
+  if (m_dequeTick.empty()) return std::nullopt;
+  m_bTickSettling = true;
+  return m_dequeTick.front();
+}
+
+void COsdHifb::SettleTick() {
+  while (const std::optional<Bool> bStart = TickToSettle()) {
+    const Bool bAccepted = SendToTimer(*bStart ? kMsgTimerAdd : kMsgTimerCancel);
+    CMutexLocker locker(&m_objMutex);
+    m_dequeTick.pop_front();
+    if (bAccepted) m_bTickRunning = *bStart;
+    m_bTickSettling = false;
+  }
 }
 
 UInt32 COsdHifb::HandleShow(T_ModuleMsg* io_pMsg) {

@@ -3,9 +3,13 @@
 // on the sender's. Pictures are read on a thread of their own and come back as messages.
 //
 // Locks, from the outside in: the renderer mutex, which lets every handler run alone; the mutex of
-// layer map and display list; and then the bus lock, when the tick is started or stopped, or the
-// lock of the picture worker's jobs.
+// layer map and display list; and then the lock of the picture worker's jobs. Neither mutex is held
+// while the timer service is asked for the tick: a tick that is on its way holds the bus lock and
+// wants them.
 #pragma once
+
+#include <deque>
+#include <optional>
 
 #include "common/osd/display_list.h"
 #include "common/osd/guide.h"
@@ -22,6 +26,9 @@ class COsdHifb : public CThread {
   // Queues a copy of i_pMsg for the renderer's thread. 1 = queued; 0 = refused (an ERROR line), and
   // what the message carries by address stays the sender's. Any thread.
   UInt32 PushMsg(const T_ModuleMsg* i_pMsg);
+
+  // As CMsgQueue::HasRoomFor of that queue; after Stop there is always room.
+  Bool HasRoomFor(CTask* i_pTask) { return m_objQueue.HasRoomFor(i_pTask); }
 
   // Handles i_pMsg on the calling thread and returns the handler's result: 1 for success and for
   // numbers that are unknown, 0 for failure and null. i_u32Arg is not used. Any thread.
@@ -44,6 +51,7 @@ class COsdHifb : public CThread {
   static const T_Command* FindCommand(UInt32 i_u32MsgNo);
 
   UInt32 Handle(T_ModuleMsg* io_pMsg);
+  UInt32 HandleAlone(T_ModuleMsg* io_pMsg);
   UInt32 Dispatch(T_ModuleMsg* io_pMsg);
   static void FreeWhatIsLeft(T_ModuleMsg* io_pMsg);
 
@@ -62,7 +70,9 @@ class COsdHifb : public CThread {
 
   void TakeResult(const T_PictureResult& i_result);
   void DeInit(SInt32 i_s32VoDev);
-  Bool SendToTimer(UInt32 i_u32MsgNo);
+  void WantTick(Bool i_bWanted);
+  std::optional<Bool> TickToSettle();
+  void SettleTick();
 
   CMutex m_objMutex;
   CMsgQueue m_objQueue;
@@ -76,4 +86,8 @@ class COsdHifb : public CThread {
   CGuide m_objGuide{&m_objPainter, &m_objDesk};
   // Whether the timer service was heard to have accepted the one-second tick.
   Bool m_bTickRunning = false;
+  // What it is still to be asked for, in order: true starts the tick, false stops it.
+  std::deque<Bool> m_dequeTick;
+  // One thread at a time asks, so that the order is kept.
+  Bool m_bTickSettling = false;
 };

@@ -1,16 +1,15 @@
-// The in-process message bus: one function. Who listens behind it is known to the top of the
-// house alone (daemon/modules.cpp).
+// The in-process message bus. Who listens behind it is known to daemon/modules.cpp alone.
 //
-// Lock order, from the outside in:
-//   renderer mutex -> bus lock -> timer's handler lock
-// is the way of a synchronous request that the renderer sends to the timer service while it
-// handles a message. An expiry of a synchronously added timer goes the other way round (timer's
-// handler lock -> bus lock -> renderer mutex). The two cannot block each other for ever because
-// the bus lock is only ever tried, a bounded number of times; the loser's message fails and is
-// reported, and a periodic timer simply fires again.
+// Lock order, from the outside in: bus lock -> the receiver's mutex (the timer's handler lock, or
+// those of the renderer). An expiry of a synchronously added timer begins with the timer's handler
+// lock and then wants the bus lock, so the bus lock is only ever tried, a bounded number of times:
+// the loser's message fails and is reported, and a periodic timer simply fires again. Nobody else
+// holds a mutex that a receiver wants while he sends synchronously.
 #pragma once
 
 #include "daemon/common/module_msg.h"
+
+class CTask;
 
 // Delivers i_pMsg to the module that it names as destination.
 //   asynchronous: copies the record into the module's queue; 1 = queued.
@@ -19,3 +18,10 @@
 // 0: null record, unknown destination, unknown type, full queue, bus lock not to be had in 2.9 s.
 // Each but the first leaves an ERROR line. Any thread.
 UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg);
+
+// Whether the inbox of module i_u32Dst has room for what i_pTask is about to send asynchronously.
+// false: i_pTask gets kReadEvent when it has, and asks again; asking more often is harmless. An
+// inbox from which nothing was taken for some 2 s is said to have room, so that who sends to it is
+// refused aloud. The timer service, modules that are unknown and those that were stopped always have
+// room. One task for each module, which lives until that module is stopped. Any thread.
+Bool HasRoomFor(UInt32 i_u32Dst, CTask* i_pTask);

@@ -1,5 +1,6 @@
 // The bounded inbox of a module thread: any thread pushes, the owner's run loop alone pops.
-// First in, first out; a full queue refuses the new record and keeps the old ones.
+// First in, first out; a full queue refuses the new record and keeps the old ones. A task that can
+// leave its work undone for a while is told when there is room again, so that it need not be refused.
 #pragma once
 
 #include <list>
@@ -7,6 +8,8 @@
 #include "daemon/common/module_msg.h"
 #include "framework/cond.h"
 #include "framework/mutex.h"
+
+class CTask;
 
 class CMsgQueue {
  public:
@@ -19,8 +22,25 @@ class CMsgQueue {
   // none. 1 = a record; 0 = null pointer, or still none after the wait (o_pMsg is then unchanged).
   UInt32 Pop(SInt32 i_s32TimeoutMs, T_ModuleMsg* o_pMsg);
 
+  // false: enough records wait, and i_pTask gets kReadEvent, once, when the owner has taken about
+  // half of them. true also when the owner has taken none for kStuckMs: until it takes one, whoever
+  // pushes is refused aloud instead of waiting for ever. One task at a time.
+  Bool HasRoomFor(CTask* i_pTask);
+  static constexpr SInt64 kStuckMs = 1500;
+
+  // Nobody is told any more, and there is always room. After it returns the task may go, provided
+  // that the owner pops no more on another thread.
+  void ForgetWaiter();
+
  private:
+  // Full enough to wait, and empty enough to go on. Others who push without asking find some room
+  // above the first; the way between the two is what one wake-up is good for.
+  static constexpr size_t kHighMark = 48;
+  static constexpr size_t kLowMark = 24;
+
   Bool TryPush(const T_ModuleMsg& i_msg);
+  Bool TryPop(SInt32 i_s32TimeoutMs, T_ModuleMsg* o_pMsg, CTask** o_ppWoken);
+  CTask* NoteTaken();
 
   CMutex m_objLock;
   CCond m_objNotEmpty;
@@ -28,4 +48,8 @@ class CMsgQueue {
   // when the queue grows longer than it ever was.
   std::list<T_ModuleMsg> m_lstQueued;
   std::list<T_ModuleMsg> m_lstFree;
+  CTask* m_pWaiter = nullptr;
+  SInt64 m_s64WaitsSince = 0;  // ms, or the time of the last pop since then
+  Bool m_bStuck = false;
+  Bool m_bWaiterForgotten = false;
 };

@@ -10,6 +10,7 @@
 
 #include "daemon/common/bus.h"
 #include "framework/clock.h"
+#include "framework/task.h"
 #include "tests/log_capture.h"
 
 namespace {
@@ -139,6 +140,37 @@ TEST(MsgQueue, KeepsItsOrderWhenItIsFullAndIsUsedAgain) {
     for (UInt32 no = 0; queue.Pop(1, &out) != 0; ++no) EXPECT_EQ(out.m_u32MsgNo, no);
     EXPECT_EQ(out.m_u32MsgNo, 56u);
   }
+}
+
+class CSender : public CTask {
+  SInt64 Run() override { return 0; }
+};
+
+TEST(MsgQueue, TellsASenderOnceThatThereIsRoomAndNotWhenItsOwnerStandsStill) {
+  CMsgQueue queue;
+  CSender sender;
+  T_ModuleMsg msg{};
+  const auto fill = [&] {
+    while (queue.HasRoomFor(&sender)) EXPECT_EQ(queue.Push(&msg), 1u);
+  };
+  const auto popUntilWoken = [&] {
+    UInt32 u32Popped = 0;
+    while (sender.GetEvents() == 0 && queue.Pop(1, &msg) != 0) ++u32Popped;
+    return u32Popped;
+  };
+  fill();
+  EXPECT_EQ(popUntilWoken(), 24u);
+  EXPECT_EQ(popUntilWoken(), 24u) << "woken twice, or not all was there";
+  fill();
+  const SInt64 full = CTime::Milliseconds();
+  while (!queue.HasRoomFor(&sender)) CThread::Sleep(1);
+  EXPECT_GE(CTime::Milliseconds() - full, CMsgQueue::kStuckMs);
+  while (queue.Push(&msg) != 0) EXPECT_TRUE(queue.HasRoomFor(&sender)) << "nobody takes any";
+  queue.Pop(1, &msg);
+  EXPECT_FALSE(queue.HasRoomFor(&sender));
+  queue.ForgetWaiter();
+  EXPECT_TRUE(queue.HasRoomFor(&sender));
+  EXPECT_EQ(popUntilWoken(), 56u);
 }
 
 }  // namespace

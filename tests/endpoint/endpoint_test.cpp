@@ -31,6 +31,7 @@ UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
   g_commands.push_back(*i_pMsg);
   return g_u32BusResult;
 }
+Bool HasRoomFor(UInt32, CTask*) { return true; }
 
 namespace {
 

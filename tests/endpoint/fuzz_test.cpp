@@ -21,6 +21,7 @@ UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
   if (i_pMsg->m_u32MsgNo == kOsdPicture) delete[] i_pMsg->Get<char*>(kPicturePathOffset);
   return 1;
 }
+Bool HasRoomFor(UInt32, CTask*) { return true; }
 
 namespace {
 

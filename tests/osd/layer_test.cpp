@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "tests/osd/scene.h"
 
 namespace {
@@ -63,6 +65,8 @@ TEST_F(Layers, ASecondInitRebuildsTheLayerAtTheNewSize) {
 }
 
 TEST_F(Layers, TheTickRunsWhileThereIsALayerAndRefusalsAreTriedAgain) {
+  // A tick that is under way meanwhile is waited for by nobody, and waits for nobody.
+  g_onSent = [this] { std::jthread([this] { Tick(1); }); };
   g_u32Answer = 0;
   Init(0, 0);  // refused
   g_u32Answer = 1;
@@ -73,13 +77,15 @@ TEST_F(Layers, TheTickRunsWhileThereIsALayerAndRefusalsAreTriedAgain) {
   Init(1, 1);
   g_u32Answer = 1;
   DeInit(1);
+  Init();
+  Init();  // stops it and starts it again
   std::vector<UInt32> sent;
   for (const T_ModuleMsg& msg : g_vecSent) {
     sent.push_back(msg.m_u32MsgNo);
     EXPECT_EQ(std::tuple(msg.m_u32MsgType, msg.m_u32Src, msg.m_u32Dst), std::tuple(0u, 4u, 3u));
     EXPECT_EQ(std::tuple(msg.Word(0), msg.Word(1), msg.Word(2)), std::tuple(1u, 0u, 1000u));
   }
-  EXPECT_THAT(sent, ElementsAre(0x400, 0x400, 0x401, 0x401));
+  EXPECT_THAT(sent, ElementsAre(0x400, 0x400, 0x401, 0x401, 0x400, 0x401, 0x400));
 }
 
 }  // namespace

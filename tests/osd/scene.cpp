@@ -6,12 +6,14 @@
 
 std::vector<T_ModuleMsg> g_vecSent;
 UInt32 g_u32Answer = 1;
+std::function<void()> g_onSent;
 CMsgQueue g_objResults;
 
 // The picture worker's results may come at any time, so they wait for their test.
 UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
   if (i_pMsg->m_u32Dst == kModuleOsd) return g_objResults.Push(i_pMsg);
   g_vecSent.push_back(*i_pMsg);
+  if (g_onSent) g_onSent();
   return g_u32Answer;
 }
 

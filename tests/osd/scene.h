@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <optional>
 
 #include "common/osd/commands.h"
@@ -15,6 +16,8 @@
 // What the renderer sent over the bus, and what it is answered.
 extern std::vector<T_ModuleMsg> g_vecSent;
 extern UInt32 g_u32Answer;
+// Called for each message of these, when it is set.
+extern std::function<void()> g_onSent;
 // What the picture worker sent to the renderer.
 extern CMsgQueue g_objResults;
 
@@ -35,6 +38,7 @@ class Renderer : public testing::Test {
   Renderer() {
     g_vecSent.clear();
     g_u32Answer = 1;
+    g_onSent = nullptr;
     m_osd.emplace();
   }
   ~Renderer() override {
