@@ -56,6 +56,10 @@ struct T_DispRecord {
   Bool IsOn(SInt32 i_s32VoDev) const {
     return m_u16VoSeq == kAllOutputs || m_u16VoSeq == i_s32VoDev;
   }
+  // Whether a new layer of that output shows it again: not what is on every output.
+  Bool ComesBackOn(SInt32 i_s32VoDev) const {
+    return m_u16VoSeq == i_s32VoDev && m_u8Hide == 0 && Class() != kImageClass;
+  }
 };
 static_assert(offsetof(T_DispRecord, m_u16VoSeq) == 8);
 static_assert(offsetof(T_DispRecord, m_u8Hide) == 20);

@@ -45,12 +45,6 @@ void ClampLines(T_DispRecord& io_item) {
   io_item.m_u16Line = T_DispRecord::kMaxLines;
 }
 
-// Whether a new layer of that output shows it again.
-Bool ComesBack(const T_DispRecord& i_item, SInt32 i_s32VoDev) {
-  return i_item.m_u16VoSeq == i_s32VoDev && i_item.m_u8Hide == 0 &&
-         i_item.Class() != T_DispRecord::kImageClass;
-}
-
 // A path is not the peer's text to the viewer, and is not to break the line.
 void LogShown(const T_DispRecord& i_item, Bool i_bGuide) {
   LOG_INFO("osd disp: bGS<%u>,seq<%#x>,rect<%d,%d>,line<%d>,time<%u>,str<%s>,hide<%u>,voseq<%#x>",
@@ -67,93 +61,80 @@ Bool CDisplayList::HasRoom() const {
   return false;
 }
 
-void CDisplayList::Erase(T_Item& io_item) {
-  if (io_item.m_stRecord.IsIcon())
+void CDisplayList::EraseShown(T_Item& io_item) {
+  const T_DispRecord& shown = io_item.Shown().m_stRecord;
+  if (shown.IsIcon())
     m_pPainter->Move(io_item, {});
-  else
+  else if (shown.m_u8Hide == 0)
     m_pPainter->ChangeText(io_item, kModeErase);
 }
 
-void CDisplayList::EraseIfShown(T_Item& io_item) {
-  if (io_item.m_stRecord.m_u8Hide == 0) Erase(io_item);
-}
-
 void CDisplayList::Hide(T_Item& io_item) {
-  EraseIfShown(io_item);
-  io_item.m_stRecord.m_u8Hide = 1;
-}
-
-// What is shown and what is on its way may be meant apart, on different outputs.
-template <class T_Means>
-void CDisplayList::HideWhere(T_Item& io_item, const T_Means& i_means) {
-  if (io_item.m_pNext != nullptr && i_means(*io_item.m_pNext)) m_objIcons.Withdraw(io_item);
-  if (i_means(io_item.m_stRecord)) Hide(io_item);
+  if (io_item.Record().m_u8Hide != 0) return;
+  EraseShown(io_item);
+  m_objIcons.Settle(io_item);
+  io_item.m_stWanted.m_stRecord.m_u8Hide = 1;
 }
 
 // The item that i_record is about, as it is from now on. An icon becomes a text as a whole.
 CDisplayList::T_List::iterator CDisplayList::Merge(T_List::iterator i_found,
                                                    const T_DispRecord& i_record, Bool i_bAllLines) {
   if (i_found == m_listDispInfo.end()) return m_listDispInfo.insert(i_found, T_Item(i_record));
-  T_DispRecord& stored = i_found->m_stRecord;
-  m_objIcons.Withdraw(*i_found);
+  T_DispRecord& stored = i_found->m_stWanted.m_stRecord;
   if (stored.IsIcon()) {
-    Erase(*i_found);
+    EraseShown(*i_found);
+    m_objIcons.Settle(*i_found);
     stored = i_record;
     return i_found;
   }
-  if (!CoversText(i_record, stored, i_bAllLines)) EraseIfShown(*i_found);
+  if (!CoversText(i_record, stored, i_bAllLines)) EraseShown(*i_found);
   MergeFields(i_record, stored);
   MergeText(i_record, i_bAllLines, stored);
   return i_found;
 }
 
-Bool CDisplayList::DrawText(T_List::iterator i_item, Bool i_bNew) {
-  ClampLines(i_item->m_stRecord);
+EOutcome CDisplayList::DrawText(T_List::iterator i_item, Bool i_bNew) {
+  ClampLines(i_item->m_stWanted.m_stRecord);
   const Bool bDrawn = m_pPainter->ChangeText(*i_item, kModeDraw);
-  if (m_pPainter->Restore(&*i_item) && bDrawn) return true;
+  if (m_pPainter->Restore(&*i_item) && bDrawn) return EOutcome::kShown;
   if (m_pPainter->HasBackground())
-    LOG_ERROR("REFRESH <%s> disp failed!", i_item->m_stRecord.m_aText[0]);
-  if (i_bNew) m_listDispInfo.erase(i_item);
-  return false;
+    LOG_ERROR("REFRESH <%s> disp failed!", i_item->Record().m_aText[0]);
+  return DropIfGone(i_item, i_bNew ? EOutcome::kGone : EOutcome::kFailed);
 }
 
-Bool CDisplayList::DropFailed(T_List::iterator i_item) {
-  const Bool bFailed = i_item->m_bNew && i_item->m_pNext == nullptr;
-  if (bFailed) m_listDispInfo.erase(i_item);
-  return bFailed;
+EOutcome CDisplayList::DropIfGone(T_List::iterator i_item, EOutcome i_eOutcome) {
+  if (i_eOutcome == EOutcome::kGone) m_listDispInfo.erase(i_item);
+  return i_eOutcome;
 }
 
-Bool CDisplayList::ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record) {
-  if (i_found == m_listDispInfo.end()) {
-    i_found = m_listDispInfo.insert(i_found, T_Item(i_record));
-    i_found->m_bNew = true;
-  }
+EOutcome CDisplayList::ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record) {
+  if (i_found == m_listDispInfo.end()) i_found = m_listDispInfo.insert(i_found, T_Item(i_record));
   m_objIcons.Request(*i_found, i_record);
-  return !DropFailed(i_found);
+  return DropIfGone(i_found, m_objIcons.Close(*i_found));
 }
 
-Bool CDisplayList::Show(const T_DispRecord& i_record) {
+EOutcome CDisplayList::Show(const T_DispRecord& i_record) {
   auto item = std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
-    return i_item.m_stRecord.m_u16Seq == i_record.m_u16Seq;
+    return i_item.Record().m_u16Seq == i_record.m_u16Seq;
   });
-  const Bool bNew = item == m_listDispInfo.end() || item->m_bNew;
   if (i_record.IsIcon()) {
     LogShown(i_record, m_pPainter->HasBackground());
     return ShowIcon(item, i_record);
   }
+  const Bool bNew = item == m_listDispInfo.end();
   item = Merge(item, i_record, false);
-  LogShown(item->m_stRecord, m_pPainter->HasBackground());
+  LogShown(item->Record(), m_pPainter->HasBackground());
   return DrawText(item, bNew);
 }
 
 CDisplayList::T_List::iterator CDisplayList::FindById(const T_DispRecord& i_record) {
   return std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
-    return i_item.m_stRecord.m_u32Source == i_record.m_u32Source &&
-           i_item.m_stRecord.m_u32Id == i_record.m_u32Id;
+    return i_item.Record().m_u32Source == i_record.m_u32Source &&
+           i_item.Record().m_u32Id == i_record.m_u32Id;
   });
 }
 
-Bool CDisplayList::ShowById(const T_DispRecord& i_record) {
+EOutcome CDisplayList::ShowById(const T_DispRecord& i_record) {
   T_DispRecord record = i_record;
   LOG_INFO("osd disp src<%d>,id<%d>,pos<%d>,rect<%d,%d,%d,%d>,line<%d>", record.m_u32Source,
            record.m_u32Id, record.m_u32Position, record.m_u32X, record.m_u32Y, record.m_u32W,
@@ -163,20 +144,16 @@ Bool CDisplayList::ShowById(const T_DispRecord& i_record) {
     LOG_INFO("osd disp info<%d:%s>", line, record.m_aText[line]);
   const auto found = FindById(record);
   if (record.IsIcon()) return ShowIcon(found, record);
-  const Bool bNew = found == m_listDispInfo.end() || found->m_bNew;
+  const Bool bNew = found == m_listDispInfo.end();
   return DrawText(Merge(found, record, true), bNew);
 }
 
 void CDisplayList::Cancel(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
   LOG_INFO("osd cancel disp voseq<%#x> osdseq<%#x>", i_u16VoSeq, i_u16Seq);
   const CSeqMatch match(i_u16Seq, kCancelClasses);
-  const auto means = [&](const T_DispRecord& i_record) {
-    return i_record.m_u16VoSeq == i_u16VoSeq && match.IsCandidate(i_record);
-  };
   for (T_Item& item : m_listDispInfo) {
-    const Bool bNext = item.m_pNext != nullptr && means(*item.m_pNext);
-    if (!bNext && !means(item.m_stRecord)) continue;
-    if (match.HasClass(item.m_stRecord)) HideWhere(item, means);
+    if (item.Record().m_u16VoSeq != i_u16VoSeq || !match.IsCandidate(item.Record())) continue;
+    if (match.HasClass(item.Record())) Hide(item);
     if (!match.EveryNumber()) return;
   }
 }
@@ -194,10 +171,9 @@ void CDisplayList::CancelById(const T_DispRecord& i_record) {
   if (found == m_listDispInfo.end()) return;
   // The identity decides; a text that is not the stored one is only reported.
   for (UInt32 line = 0; line < u32Lines; ++line)
-    if (std::strcmp(i_record.m_aText[line], found->m_stRecord.m_aText[line]) != 0)
+    if (std::strcmp(i_record.m_aText[line], found->Record().m_aText[line]) != 0)
       LOG_ERROR("calcel osd disp new<%s> != old<%s>, idx = %d", i_record.m_aText[line],
-                found->m_stRecord.m_aText[line], line);
-  m_objIcons.Withdraw(*found);
+                found->Record().m_aText[line], line);
   Hide(*found);
 }
 
@@ -206,14 +182,18 @@ void CDisplayList::HideIcons(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
     return i_record.IsIcon() && (i_u16Seq == kEverySeq || i_record.m_u16Seq == i_u16Seq) &&
            (i_u16VoSeq == T_DispRecord::kAllOutputs || i_record.m_u16VoSeq == i_u16VoSeq);
   };
-  for (T_Item& item : m_listDispInfo) HideWhere(item, means);
+  for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end();) {
+    const auto current = item++;
+    if (!means(current->Record())) continue;
+    Hide(*current);
+    if (current->Record().Class() == T_DispRecord::kImageClass) m_listDispInfo.erase(current);
+  }
 }
 
 void CDisplayList::HideAll() {
   for (T_Item& item : m_listDispInfo) {
-    m_objIcons.Withdraw(item);
-    CPainter::Forget(item);
-    item.m_stRecord.m_u8Hide = 1;
+    m_objIcons.Leave(item);
+    item.m_stWanted.m_stRecord.m_u8Hide = 1;
   }
 }
 
@@ -223,9 +203,8 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
   const CSeqMatch match(i_u16Seq, kDeleteClasses);
   for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end();) {
     const auto current = item++;
-    if (!match.IsCandidate(current->m_stRecord)) continue;
-    if (match.HasClass(current->m_stRecord)) {
-      m_objIcons.Withdraw(*current);
+    if (!match.IsCandidate(current->Record())) continue;
+    if (match.HasClass(current->Record())) {
       Hide(*current);
       m_listDispInfo.erase(current);
     }
@@ -234,56 +213,54 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
   LOG_INFO("m_listDispInfo.size=%u", Size());
 }
 
+// A text in whose place an icon is to come is seen until then, and its time goes on.
 void CDisplayList::HandleTimerMsg() {
   for (T_Item& item : m_listDispInfo) {
-    T_DispRecord& record = item.m_stRecord;
+    T_DispRecord& record = item.Shown().m_stRecord;
     if (record.Class() == T_DispRecord::kImageClass || record.m_u16Time == 0 ||
         record.m_u16Time == T_DispRecord::kForever)
       continue;
     if (--record.m_u16Time != 0) continue;
-    Erase(item);
+    m_pPainter->ChangeText(item, kModeErase);
     record.m_u8Hide = 1;
     LOG_INFO("HandleTimerMsg voseq<%#x> str<%s> time<%d> hide<%d>", record.m_u16VoSeq,
              record.m_aText[0], record.m_u16Time, record.m_u8Hide);
   }
 }
 
-void CDisplayList::RedrawIcon(T_List::iterator i_item, SInt32 i_s32VoDev) {
-  const T_DispRecord& record = i_item->m_stRecord;
-  // What is on its way was asked for in another size.
-  const Bool bMeant = i_item->m_pNext != nullptr ? i_item->m_pNext->IsOn(i_s32VoDev)
-                                                 : record.IsIcon() && ComesBack(record, i_s32VoDev);
-  if (!bMeant) return;
-  m_objIcons.Redraw(*i_item);
-  DropFailed(i_item);
-}
-
 void CDisplayList::DisplayDisInfoList(SInt32 i_s32VoDev) {
   LOG_INFO("DisplayDisInfoList: size<%u>", Size());
-  for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end();) {
-    const auto current = item++;
-    T_DispRecord& record = current->m_stRecord;
-    if (!record.IsIcon() && ComesBack(record, i_s32VoDev)) {
-      m_pPainter->ChangeText(*current, kModeDraw);
-      if (record.m_u16Time < T_DispRecord::kForever) record.m_u16Time = T_DispRecord::kTimedSeconds;
-    }
-    RedrawIcon(current, i_s32VoDev);
+  for (T_Item& item : m_listDispInfo) {
+    m_objIcons.LayerCame(item, i_s32VoDev);
+    T_DispRecord& shown = item.Shown().m_stRecord;
+    if (shown.IsIcon() || !shown.ComesBackOn(i_s32VoDev)) continue;
+    if (!item.Record().IsIcon()) m_pPainter->ChangeText(item, kModeDraw);
+    if (shown.m_u16Time < T_DispRecord::kForever) shown.m_u16Time = T_DispRecord::kTimedSeconds;
   }
 }
 
-CDisplayList::T_List::iterator CDisplayList::FindByTicket(UInt64 i_u64Ticket) {
-  return std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
-    return i_item.m_pNext != nullptr && i_item.m_u64Ticket == i_u64Ticket;
-  });
+void CDisplayList::LayerGone(SInt32 i_s32VoDev) {
+  for (T_Item& item : m_listDispInfo) m_objIcons.LayerGone(item, i_s32VoDev);
 }
 
 void CDisplayList::Take(const T_PictureResult& i_result) {
-  const auto found = FindByTicket(i_result.m_u64Ticket);
-  if (found == m_listDispInfo.end()) return;
-  m_objIcons.Take(*found, i_result);
-  DropFailed(found);
-  // There is room for another one that was dropped.
-  const auto missing = std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(),
-                                    [](const T_Item& i_item) { return i_item.m_bMissing; });
-  if (missing != m_listDispInfo.end() && !i_result.m_bDropped) m_objIcons.Redraw(*missing);
+  const auto found = std::find_if(
+      m_listDispInfo.begin(), m_listDispInfo.end(),
+      [&](const T_Item& i_item) { return i_item.m_u64Ticket == i_result.m_u64Ticket; });
+  if (found != m_listDispInfo.end()) DropIfGone(found, m_objIcons.Take(*found, i_result));
+}
+
+CDisplayList::T_List::iterator CDisplayList::FindOldestOpen() {
+  auto oldest = m_listDispInfo.end();
+  for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end(); ++item)
+    if (m_objIcons.IsOpen(*item) && (oldest == m_listDispInfo.end() ||
+                                     item->m_stWanted.m_u64Number < oldest->m_stWanted.m_u64Number))
+      oldest = item;
+  return oldest;
+}
+
+void CDisplayList::AskForMissing() {
+  for (auto open = FindOldestOpen(); open != m_listDispInfo.end() && m_pDesk->HasRoom();
+       open = FindOldestOpen())
+    DropIfGone(open, m_objIcons.Close(*open));
 }

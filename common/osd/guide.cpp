@@ -7,109 +7,162 @@ namespace {
 
 constexpr const char* kOwnPicture = "/usr/local/share/guidescreen.png";
 constexpr const char* kOwnOverlay = "/usr/local/share/image_overlay1.png";
-constexpr SInt32 kOthers = T_DispRecord::kAllOutputs;
+// Requests that wait for their pictures on top of one another.
+constexpr size_t kMaxScreens = 4;
 
 }  // namespace
 
-// Those with an entry or a layer, when all are meant.
-std::vector<SInt32> CGuide::OutputsOf(UInt16 i_u16Output) const {
-  if (i_u16Output != kOthers) return {i_u16Output};
-  std::vector<SInt32> outputs{kOthers};
-  for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) outputs.push_back(s32VoDev);
-  for (const auto& [s32VoDev, output] : m_mapOutputs) outputs.push_back(s32VoDev);
-  std::sort(outputs.begin(), outputs.end());
-  outputs.erase(std::unique(outputs.begin(), outputs.end()), outputs.end());
-  return outputs;
+const CGuide::T_Screens& CGuide::WantedOn(SInt32 i_s32VoDev) const {
+  const auto own = m_mapWanted.find(i_s32VoDev);
+  return own != m_mapWanted.end() ? own->second : m_vecOthers;
 }
 
-CGuide::T_Output& CGuide::Output(SInt32 i_s32VoDev) {
-  const auto others = m_mapOutputs.find(kOthers);
-  return m_mapOutputs
-      .try_emplace(i_s32VoDev, others != m_mapOutputs.end() ? others->second : T_Output{})
-      .first->second;
+template <class T_Change>
+void CGuide::ChangeWanted(UInt16 i_u16Output, const T_Change& i_change) {
+  if (i_u16Output != T_DispRecord::kAllOutputs) {
+    i_change(m_mapWanted.try_emplace(i_u16Output, m_vecOthers).first->second);
+  } else {
+    for (auto& [s32VoDev, screens] : m_mapWanted) i_change(screens);
+    i_change(m_vecOthers);
+  }
 }
 
-void CGuide::Withdraw(T_Output& io_output) {
-  const UInt64 u64Ticket = std::exchange(io_output.m_u64Ticket, 0);
-  io_output.m_wanted.reset();
-  if (u64Ticket != 0 &&
-      std::none_of(m_mapOutputs.begin(), m_mapOutputs.end(),
+// The same picture, asked for again while it is being read, is read again when that is done.
+void CGuide::Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath) {
+  const T_Screen screen{++m_u64LastNumber, i_u16Seq, i_strPath};
+  ChangeWanted(i_u16Output, [&](T_Screens& io_screens) {
+    if (!io_screens.empty() && !io_screens.back().m_bCame &&
+        io_screens.back().m_strPath == i_strPath)
+      io_screens.pop_back();
+    io_screens.push_back(screen);
+    if (io_screens.size() > kMaxScreens)
+      io_screens.erase(io_screens.begin() + (io_screens[0].m_bCame ? 1 : 0));
+  });
+}
+
+void CGuide::Hide(UInt16 i_u16Output, UInt16 i_u16Seq) {
+  ChangeWanted(i_u16Output, [=](T_Screens& io_screens) {
+    if (io_screens.empty()) return;
+    if (i_u16Seq == kWhichever || io_screens.back().m_u16Seq == i_u16Seq) io_screens.clear();
+  });
+}
+
+void CGuide::Withdraw(T_Layer& io_layer) {
+  const UInt64 u64Ticket = std::exchange(io_layer.m_u64Ticket, 0);
+  if (std::none_of(m_mapLayers.begin(), m_mapLayers.end(),
                    [=](const auto& i_entry) { return i_entry.second.m_u64Ticket == u64Ticket; }))
     m_pDesk->Withdraw(u64Ticket);
 }
 
-// Outputs without a layer get what those with one get; when none has one, there is nothing to read.
-void CGuide::Ask(const std::vector<SInt32>& i_vecOutputs, const T_Screen& i_screen) {
-  const Bool bOwn = i_screen.m_strPath.empty();
-  T_PictureJob job{bOwn ? kOwnPicture : i_screen.m_strPath, true, bOwn ? kOwnOverlay : "", {}};
-  for (const SInt32 s32VoDev : i_vecOutputs) {
-    const auto layer = m_pPainter->Layers().find(s32VoDev);
-    if (layer == m_pPainter->Layers().end()) continue;
-    const T_Canvas canvas = layer->second.Canvas();
-    job.m_vecTargets.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, {}});
-  }
-  for (const SInt32 s32VoDev : i_vecOutputs) Withdraw(Output(s32VoDev));
-  const UInt64 u64Ticket = job.m_vecTargets.empty() ? 0 : m_pDesk->Ask(std::move(job)).m_u64Ticket;
-  for (const SInt32 s32VoDev : i_vecOutputs) {
-    T_Output& output = m_mapOutputs[s32VoDev];
-    (u64Ticket == 0 ? output.m_shown : output.m_wanted) = i_screen;
-    output.m_u64Ticket = u64Ticket;
-  }
+void CGuide::LayerGone(SInt32 i_s32VoDev) {
+  const auto layer = m_mapLayers.find(i_s32VoDev);
+  if (layer == m_mapLayers.end()) return;
+  Withdraw(layer->second);
+  m_mapLayers.erase(layer);
 }
 
-void CGuide::Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath) {
-  Ask(OutputsOf(i_u16Output), {i_u16Seq, i_strPath});
-}
-
-void CGuide::Hide(UInt16 i_u16Output, UInt16 i_u16Seq) {
-  for (const SInt32 s32VoDev : OutputsOf(i_u16Output)) {
-    T_Output& output = Output(s32VoDev);
-    if (output.m_wanted && output.m_wanted->Is(i_u16Seq)) Withdraw(output);
-    if (!output.m_shown || !output.m_shown->Is(i_u16Seq)) continue;
-    output.m_shown.reset();
+void CGuide::CloseDifference() {
+  for (const auto& [s32VoDev, unused] : m_pPainter->Layers()) {
+    const T_Screens& wanted = WantedOn(s32VoDev);
+    T_Layer& layer = m_mapLayers[s32VoDev];
+    if (layer.m_u64Ticket != 0 && (wanted.empty() || wanted.back().m_strPath != layer.m_strAsked))
+      Withdraw(layer);
+    if (!wanted.empty()) continue;
+    layer.m_u64Number = 0;
     m_pPainter->SetBackground(s32VoDev, nullptr);
   }
-  if (!m_mapOutputs.contains(kOthers) || m_mapOutputs[kOthers] == T_Output{})
-    std::erase_if(m_mapOutputs, [](const auto& i_entry) { return i_entry.second == T_Output{}; });
+  for (UInt64 number = OldestMissing(); number != 0 && m_pDesk->HasRoom(); number = OldestMissing())
+    Ask(number);
+  SettleWanted();
 }
 
-void CGuide::Renew(SInt32 i_s32VoDev) {
-  if (!m_mapOutputs.contains(i_s32VoDev) && !m_mapOutputs.contains(kOthers)) return;
-  const T_Output& output = Output(i_s32VoDev);
-  const std::optional<T_Screen> screen = output.m_wanted ? output.m_wanted : output.m_shown;
-  if (screen) Ask({i_s32VoDev}, *screen);
+// The request that a layer lacks and that is not on its way to it.
+UInt64 CGuide::OldestMissing() const {
+  UInt64 u64Oldest = 0;
+  for (const auto& [s32VoDev, layer] : m_mapLayers) {
+    const T_Screens& wanted = WantedOn(s32VoDev);
+    if (wanted.empty() || layer.m_u64Ticket != 0) continue;
+    const UInt64 u64Number = wanted.back().m_u64Number;
+    if (u64Number == layer.m_u64Number) continue;
+    if (u64Oldest == 0 || u64Number < u64Oldest) u64Oldest = u64Number;
+  }
+  return u64Oldest;
 }
 
-// What the others will show it need not know itself.
-void CGuide::LayerGone(SInt32 i_s32VoDev) {
-  const auto output = m_mapOutputs.find(i_s32VoDev);
-  const auto others = m_mapOutputs.find(kOthers);
-  if (output == m_mapOutputs.end() || others == m_mapOutputs.end() || output == others) return;
-  if (output->second == others->second) m_mapOutputs.erase(output);
+// One job for all layers that lack it.
+void CGuide::Ask(UInt64 i_u64Number) {
+  T_PictureJob job;
+  job.m_bWholeScreen = true;
+  std::vector<T_Layer*> layers;
+  for (auto& [s32VoDev, layer] : m_mapLayers) {
+    const T_Screens& wanted = WantedOn(s32VoDev);
+    if (wanted.empty() || wanted.back().m_u64Number != i_u64Number || layer.m_u64Ticket != 0 ||
+        layer.m_u64Number == i_u64Number)
+      continue;
+    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
+    job.m_vecTargets.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, {}});
+    layer.m_strAsked = wanted.back().m_strPath;
+    layer.m_u64Asked = i_u64Number;
+    layers.push_back(&layer);
+  }
+  const Bool bOwn = layers.front()->m_strAsked.empty();
+  job.m_strPath = bOwn ? kOwnPicture : layers.front()->m_strAsked;
+  if (bOwn) job.m_strOverlay = kOwnOverlay;
+  const UInt64 u64Ticket = m_pDesk->Ask(std::move(job));
+  for (T_Layer* const pLayer : layers) pLayer->m_u64Ticket = u64Ticket;
+}
+
+void CGuide::CountAsCome(T_Screens& io_screens) {
+  io_screens.erase(io_screens.begin(), io_screens.end() - 1);
+  io_screens.back().m_bCame = true;
+}
+
+// What no layer waits for counts as come. What is wanted as on the others needs no entry then.
+void CGuide::SettleWanted() {
+  ChangeWanted(T_DispRecord::kAllOutputs, [this](T_Screens& io_screens) {
+    if (io_screens.empty() || io_screens.back().m_bCame) return;
+    const UInt64 u64Number = io_screens.back().m_u64Number;
+    if (std::none_of(m_mapLayers.begin(), m_mapLayers.end(), [&](const auto& i_entry) {
+          const T_Screens& wanted = WantedOn(i_entry.first);
+          return !wanted.empty() && wanted.back().m_u64Number == u64Number &&
+                 i_entry.second.m_u64Number != u64Number;
+        }))
+      CountAsCome(io_screens);
+  });
+  std::erase_if(m_mapWanted, [&](const auto& i_entry) { return i_entry.second == m_vecOthers; });
+}
+
+// One that came once stays wanted: it is seen where it lies, and a new layer asks for it.
+void CGuide::Fail(UInt64 i_u64Number) {
+  ChangeWanted(T_DispRecord::kAllOutputs, [=](T_Screens& io_screens) {
+    std::erase_if(io_screens, [=](const T_Screen& i_screen) {
+      return !i_screen.m_bCame && i_screen.m_u64Number == i_u64Number;
+    });
+  });
+}
+
+// What was asked for again meanwhile, the same picture, has come, too.
+void CGuide::Come(const std::string& i_strPath) {
+  ChangeWanted(T_DispRecord::kAllOutputs, [&](T_Screens& io_screens) {
+    if (!io_screens.empty() && io_screens.back().m_strPath == i_strPath) CountAsCome(io_screens);
+  });
 }
 
 Bool CGuide::Take(const T_PictureResult& i_result) {
-  Bool bMine = false;
-  for (auto& [s32VoDev, output] : m_mapOutputs) {
-    if (output.m_u64Ticket != i_result.m_u64Ticket) continue;
-    bMine = true;
-    output.m_u64Ticket = 0;
-    TakeOn(s32VoDev, output, i_result);
+  const Bool bGood = i_result.m_stLoaded.m_strError.empty();
+  const T_Layer* pAsked = nullptr;
+  for (auto& [s32VoDev, layer] : m_mapLayers) {
+    if (layer.m_u64Ticket != i_result.m_u64Ticket) continue;
+    pAsked = &layer;
+    layer.m_u64Ticket = 0;
+    layer.m_u64Number = layer.m_u64Asked;
+    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
+    if (bGood) m_pPainter->SetBackground(s32VoDev, i_result.For(s32VoDev, canvas));
   }
-  return bMine;
-}
-
-void CGuide::TakeOn(SInt32 i_s32VoDev, T_Output& io_output, const T_PictureResult& i_result) {
-  const std::optional<T_Screen> asked = std::exchange(io_output.m_wanted, std::nullopt);
-  const auto layer = m_pPainter->Layers().find(i_s32VoDev);
-  if (i_result.m_stLoaded.m_strError.empty()) {
-    io_output.m_shown = asked;
-    if (layer != m_pPainter->Layers().end())
-      m_pPainter->SetBackground(i_s32VoDev, i_result.For(i_s32VoDev, layer->second.Canvas()));
-    return;
-  }
-  // The layer may have been renewed since, and what was there is to stay.
-  if (layer != m_pPainter->Layers().end() && io_output.m_shown && io_output.m_shown != asked &&
-      !m_pPainter->HasBackground(i_s32VoDev))
-    Ask({i_s32VoDev}, *io_output.m_shown);
+  if (pAsked == nullptr) return false;
+  if (bGood)
+    Come(pAsked->m_strAsked);
+  else
+    Fail(pAsked->m_u64Asked);
+  return true;
 }

@@ -36,90 +36,175 @@ T_Rect IconRect(const T_DispRecord& i_record, const T_Canvas& i_canvas, const CP
           std::min(room.m_u32H, i_picture.Extent().m_u32H)};
 }
 
+// Requests that wait for their pictures on top of one another.
+constexpr size_t kMaxBefore = 4;
+
 Bool IsSamePicture(const T_DispRecord& i_a, const T_DispRecord& i_b) {
   return i_a.m_u16VoSeq == i_b.m_u16VoSeq && i_a.m_u32W == i_b.m_u32W && i_a.m_u32H == i_b.m_u32H &&
          std::strcmp(i_a.Path(), i_b.Path()) == 0;
 }
 
+// What is kept for the case that the pictures of a later request cannot be had. Of very many that
+// wait the oldest is forgotten, but not the one that is shown.
+void KeepBefore(T_Item& io_item) {
+  T_Request& wanted = io_item.m_stWanted;
+  if (!wanted.m_stRecord.IsIcon())
+    for (const T_Drawn& drawn : io_item.m_vecDrawn) wanted.m_vecOutputs.push_back(drawn.m_s32VoDev);
+  auto& before = io_item.m_vecBefore;
+  before.push_back(wanted);
+  if (before.size() > kMaxBefore) before.erase(before.begin() + (before[0].m_bCame ? 1 : 0));
+}
+
 }  // namespace
 
-// A peer that asks again and again, faster than a picture can be read, gets what is under way,
-// and then the picture as it is by then.
+void CIcons::Withdraw(T_Item& io_item) { m_pDesk->Withdraw(std::exchange(io_item.m_u64Ticket, 0)); }
+
+// A peer that asks again and again, faster than a picture can be read, gets what is under way, and
+// then the picture as it is by then.
 void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
-  if (io_item.m_pNext != nullptr && IsSamePicture(*io_item.m_pNext, i_record)) {
-    *io_item.m_pNext = i_record;
-    io_item.m_bAgain = true;
-    return;
+  T_Request request(i_record);
+  request.m_stRecord.m_u8Hide = 0;
+  request.m_u64Number = ++m_u64LastNumber;
+  for (const auto& [s32VoDev, layer] : m_pPainter->Layers())
+    if (i_record.IsOn(s32VoDev)) request.m_vecOutputs.push_back(s32VoDev);
+  const Bool bSame = IsSamePicture(io_item.Record(), i_record);
+  if (!bSame) Withdraw(io_item);
+  if (!bSame || io_item.m_stWanted.m_bCame) KeepBefore(io_item);
+  io_item.m_stWanted = std::move(request);
+}
+
+// On layers where it is wanted, and not outside the canvas.
+std::vector<T_PictureJob::T_Target> CIcons::Missing(const T_Item& i_item) const {
+  std::vector<T_PictureJob::T_Target> missing;
+  for (const SInt32 s32VoDev : i_item.m_stWanted.m_vecOutputs) {
+    const T_Drawn* const pDrawn = i_item.On(s32VoDev);
+    if (pDrawn != nullptr && pDrawn->m_u64Number == i_item.m_stWanted.m_u64Number) continue;
+    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
+    const T_WantedSize size = WantedSize(i_item.Record(), canvas);
+    if (size.m_stRoom.Pixels() != 0)
+      missing.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, size});
   }
-  const Bool bNew = io_item.m_bNew;
-  Withdraw(io_item);
-  io_item.m_bNew = bNew;
-  Ask(io_item, i_record);
+  return missing;
 }
 
-void CIcons::Redraw(T_Item& io_item) {
-  const std::unique_ptr<T_DispRecord> pNext = std::move(io_item.m_pNext);
-  m_pDesk->Withdraw(io_item.m_u64Ticket);
-  io_item.m_bMissing = false;
-  io_item.m_bRedraw = io_item.m_bRedraw || pNext == nullptr;
-  Ask(io_item, pNext != nullptr ? *pNext : T_DispRecord(io_item.m_stRecord));
+Bool CIcons::IsOpen(const T_Item& i_item) const {
+  if (!i_item.Record().IsIcon() || i_item.m_u64Ticket != 0) return false;
+  return !i_item.m_stWanted.m_bCame || !Missing(i_item).empty();
 }
 
-void CIcons::Ask(T_Item& io_item, const T_DispRecord& i_record) {
+EOutcome CIcons::Close(T_Item& io_item) {
+  if (io_item.m_u64Ticket != 0) return EOutcome::kWaiting;
   T_PictureJob job;
-  job.m_strPath = i_record.Path();
-  for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
-    const T_Canvas canvas = layer.Canvas();
-    const T_WantedSize size = WantedSize(i_record, canvas);
-    if (i_record.IsOn(s32VoDev) && size.m_stRoom.Pixels() != 0)
-      job.m_vecTargets.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, size});
-  }
-  if (job.m_vecTargets.empty()) return Place(io_item, i_record, {});
-  const T_PictureResult result = m_pDesk->Ask(std::move(job));
-  if (result.m_u64Ticket == 0) return Place(io_item, i_record, result);
-  io_item.m_u64Ticket = result.m_u64Ticket;
-  io_item.m_pNext = std::make_unique<T_DispRecord>(i_record);
+  job.m_strPath = io_item.Record().Path();
+  job.m_vecTargets = Missing(io_item);
+  io_item.m_u64Asked = io_item.m_stWanted.m_u64Number;
+  if (job.m_vecTargets.empty()) return Place(io_item, {});
+  if (const auto kept = m_pDesk->Find(job)) return Place(io_item, *kept);
+  io_item.m_u64Ticket = m_pDesk->Ask(std::move(job));
+  return EOutcome::kWaiting;
 }
 
-void CIcons::Withdraw(T_Item& io_item) {
-  io_item.m_bNew = io_item.m_bRedraw = io_item.m_bAgain = io_item.m_bMissing = false;
-  if (io_item.m_pNext == nullptr) return;
-  m_pDesk->Withdraw(io_item.m_u64Ticket);
-  io_item.m_pNext.reset();
+EOutcome CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
+  io_item.m_u64Ticket = 0;
+  if (i_result.m_stLoaded.m_strError.empty()) return Place(io_item, i_result);
+  // When it was asked for again meanwhile, it is read again.
+  const Bool bAgain = io_item.m_u64Asked != io_item.m_stWanted.m_u64Number;
+  return bAgain ? EOutcome::kWaiting : Fail(io_item);
 }
 
-void CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
-  const std::unique_ptr<T_DispRecord> pNext = std::move(io_item.m_pNext);
-  const Bool bRedraw = std::exchange(io_item.m_bRedraw, false);
-  const T_DispRecord& record = io_item.m_stRecord;
-  const Bool bAgain = std::exchange(io_item.m_bAgain, false);
-  if (i_result.m_stLoaded.m_strError.empty()) Place(io_item, *pNext, i_result);
-  if (bAgain) return Request(io_item, *pNext);
-  if (i_result.m_stLoaded.m_strError.empty()) return;
-  // The layer may have been renewed since, and what was there is to stay.
-  const Bool bLost = record.IsIcon() && record.Class() != T_DispRecord::kImageClass &&
-                     record.m_u8Hide == 0 && io_item.m_vecDrawn.empty();
-  io_item.m_bMissing = bLost && !io_item.m_bNew && (!bRedraw || i_result.m_bDropped);
-}
-
-void CIcons::Place(T_Item& io_item, const T_DispRecord& i_record, const T_PictureResult& i_result) {
+EOutcome CIcons::Place(T_Item& io_item, const T_PictureResult& i_result) {
+  const T_DispRecord& record = io_item.Record();
   std::vector<T_Drawn> drawn;
-  for (const auto& [s32VoDev, layer] : m_pPainter->Layers()) {
-    const auto pPicture = i_result.For(s32VoDev, layer.Canvas());
-    if (pPicture == nullptr) continue;
-    const T_Rect rect = IconRect(i_record, layer.Canvas(), *pPicture);
-    if (!rect.IsEmpty()) drawn.push_back({s32VoDev, rect, pPicture});
+  for (const SInt32 s32VoDev : io_item.m_stWanted.m_vecOutputs) {
+    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
+    const auto pPicture = i_result.For(s32VoDev, canvas);
+    const T_Drawn* const pDrawn = io_item.On(s32VoDev);
+    if (pPicture != nullptr)
+      drawn.push_back(
+          {s32VoDev, IconRect(record, canvas, *pPicture), pPicture, io_item.m_u64Asked});
+    else if (pDrawn != nullptr && pDrawn->m_u64Number == io_item.m_stWanted.m_u64Number)
+      drawn.push_back(*pDrawn);
   }
   const size_t bytes = m_pPainter->PictureBytes(io_item, drawn);
   if (bytes > kMaxBytesShown) {
     LOG_ERROR(
         "picture <%.4000s> is not shown: all that are shown would take %zu bytes, at most "
         "%zu; hide some, or show them smaller",
-        Printable(i_record.Path()).c_str(), bytes, kMaxBytesShown);
-    return;
+        Printable(record.Path()).c_str(), bytes, kMaxBytesShown);
+    return Fail(io_item);
   }
-  m_pPainter->Move(io_item, std::move(drawn));
-  io_item.m_stRecord = i_record;
-  io_item.m_stRecord.m_u8Hide = 0;
-  io_item.m_bNew = io_item.m_bRedraw = false;
+  if (record.m_u8Hide == 0) {
+    m_pPainter->Move(io_item, std::move(drawn));
+  } else {
+    m_pPainter->LayOnce(drawn, record.m_u16Opacity);
+    io_item.m_stWanted.m_vecOutputs.clear();
+  }
+  io_item.m_stWanted.m_bCame = true;
+  io_item.m_vecBefore.clear();
+  return EOutcome::kShown;
+}
+
+// One that came before stays as far as it is drawn, and is not asked for until something changes.
+EOutcome CIcons::Fail(T_Item& io_item) {
+  T_Request& wanted = io_item.m_stWanted;
+  if (wanted.m_bCame) {
+    std::erase_if(wanted.m_vecOutputs,
+                  [&](SInt32 i_s32VoDev) { return io_item.On(i_s32VoDev) == nullptr; });
+    for (T_Drawn& drawn : io_item.m_vecDrawn) drawn.m_u64Number = wanted.m_u64Number;
+    return EOutcome::kFailed;
+  }
+  if (io_item.m_vecBefore.empty()) return EOutcome::kGone;
+  GoBack(io_item);
+  return EOutcome::kFailed;
+}
+
+// A text for which the icon was to come has missed the layers that are new.
+void CIcons::GoBack(T_Item& io_item) {
+  T_Request& wanted = io_item.m_stWanted;
+  wanted = std::move(io_item.m_vecBefore.back());
+  io_item.m_vecBefore.pop_back();
+  if (wanted.m_stRecord.IsIcon()) return;
+  const auto outputs = std::exchange(wanted.m_vecOutputs, {});
+  if (std::any_of(outputs.begin(), outputs.end(),
+                  [&](SInt32 i_s32VoDev) { return io_item.On(i_s32VoDev) == nullptr; }))
+    m_pPainter->ChangeText(io_item, kModeDraw);
+}
+
+void CIcons::Settle(T_Item& io_item) {
+  Withdraw(io_item);
+  io_item.m_vecBefore.clear();
+  io_item.m_stWanted.m_vecOutputs.clear();
+  io_item.m_stWanted.m_bCame = true;
+}
+
+void CIcons::Leave(T_Item& io_item) {
+  std::vector<SInt32> outputs;
+  if (io_item.Record().IsIcon())
+    for (const auto& target : Missing(io_item)) outputs.push_back(target.m_s32VoDev);
+  if (outputs.empty()) Settle(io_item);
+  io_item.m_stWanted.m_vecOutputs = std::move(outputs);
+  io_item.m_stWanted.m_bCame = true;
+  io_item.m_vecBefore.clear();
+  CPainter::Forget(io_item);
+}
+
+void CIcons::LayerGone(T_Item& io_item, SInt32 i_s32VoDev) {
+  const auto leave = [=](T_Request& io_request) {
+    std::erase(io_request.m_vecOutputs, i_s32VoDev);
+  };
+  std::for_each(io_item.m_vecBefore.begin(), io_item.m_vecBefore.end(), leave);
+  leave(io_item.m_stWanted);
+  if (io_item.m_u64Ticket != 0 && io_item.Record().IsOn(i_s32VoDev)) Withdraw(io_item);
+}
+
+// Pictures that are under way are asked for anew, in the sizes that are wanted now.
+void CIcons::LayerCame(T_Item& io_item, SInt32 i_s32VoDev) {
+  const auto come = [=](T_Request& io_request) {
+    if (io_request.m_stRecord.ComesBackOn(i_s32VoDev))
+      io_request.m_vecOutputs.push_back(i_s32VoDev);
+  };
+  std::for_each(io_item.m_vecBefore.begin(), io_item.m_vecBefore.end(), come);
+  if (!io_item.Record().IsIcon()) return;
+  come(io_item.m_stWanted);
+  if (io_item.m_u64Ticket != 0 && io_item.Record().ComesBackOn(i_s32VoDev)) Withdraw(io_item);
 }

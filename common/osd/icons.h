@@ -1,10 +1,14 @@
-// Gets the pictures of icons and lays them on the layers. No state of its own but the tickets that
-// it leaves in the items. Owned by the renderer and used under its mutexes.
+// Gets the pictures of icons and lays them on the layers. What it knows stands in the items. Owned
+// by the renderer and used under its mutexes.
 #pragma once
 
 #include "common/osd/item.h"
 #include "common/osd/painter.h"
 #include "common/osd/picture_desk.h"
+
+// What became of a request. After kFailed what was wanted before it is wanted again; kGone is a
+// failure, too, with nothing before it: the item is to go.
+enum class EOutcome { kShown, kWaiting, kFailed, kGone };
 
 class CIcons {
  public:
@@ -15,26 +19,38 @@ class CIcons {
   CIcons(CPainter* io_pPainter, CPictureDesk* io_pDesk)
       : m_pPainter(io_pPainter), m_pDesk(io_pDesk) {}
 
-  // io_item becomes the icon i_record, shown, as soon as its pictures are there, which may be at
-  // once; a request that is still under way for io_item is withdrawn. Where its output has no
-  // layer, or the icon lies outside the canvas, there is nothing to wait for and nothing to see.
-  // An item that stays new although nothing is under way could not be shown.
+  // io_item, which may be new, is to become the icon i_record, shown, on the layers of its output.
   void Request(T_Item& io_item, const T_DispRecord& i_record);
 
-  // A layer of the shown icon io_item is new: what is under way is asked for in the new size, else
-  // the icon itself. An item that fails stays as it is, seen or not.
-  void Redraw(T_Item& io_item);
+  // Closes the difference between what is wanted and what is on the canvases, as far as it can be
+  // closed now: from pictures at hand, else by asking for them when there is room. kWaiting when
+  // some are still missing.
+  EOutcome Close(T_Item& io_item);
 
-  // What was asked for io_item and is not there yet will not be shown.
-  void Withdraw(T_Item& io_item);
+  // Whether Close has something to do.
+  Bool IsOpen(const T_Item& i_item) const;
 
-  // The result that io_item waits for: it is shown as requested, or with an error stays as it was.
-  void Take(T_Item& io_item, const T_PictureResult& i_result);
+  // The result that io_item waits for.
+  EOutcome Take(T_Item& io_item, const T_PictureResult& i_result);
+
+  // What is wanted counts as come and nothing more is missing; what is drawn is the caller's.
+  void Settle(T_Item& io_item);
+
+  // io_item, hidden, lies nowhere, but its pixels stay, and those that are missing are laid there.
+  void Leave(T_Item& io_item);
+
+  // The layer of i_s32VoDev is gone, or it is new and io_item is to be seen there if it comes back.
+  void LayerGone(T_Item& io_item, SInt32 i_s32VoDev);
+  void LayerCame(T_Item& io_item, SInt32 i_s32VoDev);
 
  private:
-  void Ask(T_Item& io_item, const T_DispRecord& i_record);
-  void Place(T_Item& io_item, const T_DispRecord& i_record, const T_PictureResult& i_result);
+  std::vector<T_PictureJob::T_Target> Missing(const T_Item& i_item) const;
+  EOutcome Place(T_Item& io_item, const T_PictureResult& i_result);
+  EOutcome Fail(T_Item& io_item);
+  void GoBack(T_Item& io_item);
+  void Withdraw(T_Item& io_item);
 
   CPainter* const m_pPainter;
   CPictureDesk* const m_pDesk;
+  UInt64 m_u64LastNumber = 0;
 };

@@ -48,6 +48,11 @@ void FreeRecord(T_ModuleMsg* io_pMsg) {
   io_pMsg->PutBlock<T_DispRecord>(nullptr);
 }
 
+// What waits for its pictures counts as shown.
+UInt32 Accepted(EOutcome i_eOutcome) {
+  return i_eOutcome == EOutcome::kShown || i_eOutcome == EOutcome::kWaiting ? 1 : 0;
+}
+
 Bool IsResult(const T_ModuleMsg& i_msg) { return i_msg.m_u32Src == kModuleOsd; }
 
 // What comes with it belongs to the renderer in either case.
@@ -109,8 +114,9 @@ void COsdHifb::Stop() {
   m_objQueue.ForgetWaiter();  // it may be gone when the destructor pops what is left
   m_objDesk.Stop();
   // Here and not in the destructor: after main the media SDK may be gone already.
-  CMutexLocker locker(&m_objListMutex);
-  m_mapLayers.clear();
+  CMutexLocker locker(&m_objMutex);
+  CMutexLocker listLocker(&m_objListMutex);
+  while (!m_mapLayers.empty()) LoseLayer(m_mapLayers.begin());
 }
 
 UInt32 COsdHifb::PushMsg(const T_ModuleMsg* i_pMsg) {
@@ -161,9 +167,8 @@ UInt32 COsdHifb::HandleAlone(T_ModuleMsg* io_pMsg) {
   CMutexLocker locker(&m_objMutex);
   CMutexLocker listLocker(&m_objListMutex);
   const UInt32 u32Result = Dispatch(io_pMsg);
-  for (T_PictureResult dropped = m_objDesk.TakeDropped(); dropped.m_u64Ticket != 0;
-       dropped = m_objDesk.TakeDropped())
-    TakeResult(dropped);
+  m_objGuide.CloseDifference();
+  m_objList.AskForMissing();
   m_objPainter.Restore();
   return u32Result;
 }
@@ -188,7 +193,6 @@ UInt32 COsdHifb::HandleOsdInitMsg(T_ModuleMsg* i_pMsg) {
   if (m_mapLayers.contains(request.m_s32VoDev)) DeInit(request.m_s32VoDev);
   if (!SetUpLayer(request, m_mapLayers)) return 0;
   m_objList.DisplayDisInfoList(request.m_s32VoDev);
-  m_objGuide.Renew(request.m_s32VoDev);
   WantTick(true);
   LOG_INFO("osd init for [%d] ok size[%d]", request.m_s32Layer,
            static_cast<SInt32>(m_mapLayers.size()));
@@ -213,10 +217,16 @@ void COsdHifb::DeInit(SInt32 i_s32VoDev) {
     return;
   }
   LOG_INFO("osd deinit for [%d]", i_s32VoDev);
-  m_mapLayers.erase(layer);
-  m_objPainter.ForgetLayer(i_s32VoDev);
-  m_objGuide.LayerGone(i_s32VoDev);
+  LoseLayer(layer);
   if (m_mapLayers.empty()) WantTick(false);
+}
+
+void COsdHifb::LoseLayer(T_LayerMap::iterator i_layer) {
+  const SInt32 s32VoDev = i_layer->first;
+  m_mapLayers.erase(i_layer);
+  m_objPainter.ForgetLayer(s32VoDev);
+  m_objList.LayerGone(s32VoDev);
+  m_objGuide.LayerGone(s32VoDev);
 }
 
 // Noted here and asked for when the mutexes are free. A re-init stops the tick and starts it again.
@@ -250,7 +260,7 @@ UInt32 COsdHifb::HandleShow(T_ModuleMsg* io_pMsg) {
   T_DispRecord record;
   if (!CopyRecord(*io_pMsg, &record) || !m_objList.HasRoom()) return 0;
   FreeRecord(io_pMsg);
-  return m_objList.Show(record) ? 1 : 0;
+  return Accepted(m_objList.Show(record));
 }
 
 UInt32 COsdHifb::HandleCancel(T_ModuleMsg* i_pMsg) {
@@ -275,7 +285,7 @@ UInt32 COsdHifb::HandleShowById(T_ModuleMsg* io_pMsg) {
   T_DispRecord record;
   if (!CopyRecord(*io_pMsg, &record) || !m_objList.HasRoom()) return 0;
   FreeRecord(io_pMsg);
-  return m_objList.ShowById(record) ? 1 : 0;
+  return Accepted(m_objList.ShowById(record));
 }
 
 UInt32 COsdHifb::HandleCancelById(T_ModuleMsg* io_pMsg) {

@@ -70,6 +70,7 @@ class COsdHifb : public CThread {
 
   void TakeResult(const T_PictureResult& i_result);
   void DeInit(SInt32 i_s32VoDev);
+  void LoseLayer(T_LayerMap::iterator i_layer);
   void WantTick(Bool i_bWanted);
   std::optional<Bool> TickToSettle();
   void SettleTick();

@@ -12,7 +12,7 @@ constexpr UInt32 kFullOpacity = 255;
 
 Bool Hides(const T_Item& i_item, const T_Drawn& i_drawn, const T_Rect& i_rect) {
   return i_drawn.m_pPicture != nullptr && i_drawn.m_pPicture->IsOpaque() &&
-         i_item.m_stRecord.m_u16Opacity >= kFullOpacity &&
+         i_item.Shown().m_stRecord.m_u16Opacity >= kFullOpacity &&
          Intersect(i_drawn.m_stRect, i_rect) == i_rect;
 }
 
@@ -61,14 +61,14 @@ Bool CPainter::TouchesDamage(SInt32 i_s32VoDev, const T_Rect& i_rect) const {
 Bool CPainter::ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32VoDev,
                             CLayer& io_layer) {
   const T_Canvas canvas = io_layer.Canvas();
-  const T_DispRecord& record = io_item.m_stRecord;
+  const T_DispRecord& record = io_item.Shown().m_stRecord;
   const std::optional<T_Rect> cells =
       m_objDrawer.Measure(record, canvas, i_eMode == kModeDraw ? kToldDraw : kToldErase);
   const T_Rect before = io_item.RectOn(i_s32VoDev);
   LeaveText(io_item, i_s32VoDev);
   if (!cells) return false;
   if (i_eMode == kModeDraw && !cells->IsEmpty())
-    io_item.m_vecDrawn.push_back({i_s32VoDev, *cells, nullptr});
+    io_item.m_vecDrawn.push_back({i_s32VoDev, *cells, nullptr, 0});
   if (TouchesPicture(i_s32VoDev, *cells) || TouchesDamage(i_s32VoDev, Union(*cells, before))) {
     NoteDamage(i_s32VoDev, *cells);
     return true;
@@ -86,9 +86,10 @@ void CPainter::LeaveText(T_Item& io_item, SInt32 i_s32VoDev) {
 }
 
 Bool CPainter::ChangeText(T_Item& io_item, EDrawMode i_eMode) {
-  Bool bDrawn = io_item.m_stRecord.m_u32Position < kPositionCodes;
+  const T_DispRecord& record = io_item.Shown().m_stRecord;
+  Bool bDrawn = record.m_u32Position < kPositionCodes;
   for (auto& [s32VoDev, layer] : *m_pLayers) {
-    if (!io_item.m_stRecord.IsOn(s32VoDev))
+    if (!record.IsOn(s32VoDev))
       LeaveText(io_item, s32VoDev);
     else if (!ChangeTextOn(io_item, i_eMode, s32VoDev, layer))
       bDrawn = false;
@@ -100,6 +101,14 @@ void CPainter::Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn) {
   for (const T_Drawn& drawn : io_item.m_vecDrawn) NoteDamage(drawn.m_s32VoDev, drawn.m_stRect);
   io_item.m_vecDrawn = std::move(i_vecDrawn);
   for (const T_Drawn& drawn : io_item.m_vecDrawn) NoteDamage(drawn.m_s32VoDev, drawn.m_stRect);
+}
+
+void CPainter::LayOnce(const std::vector<T_Drawn>& i_vecDrawn, UInt32 i_u32Opacity) {
+  for (const T_Drawn& drawn : i_vecDrawn) {
+    CLayer& layer = m_pLayers->at(drawn.m_s32VoDev);
+    LayPicture(*drawn.m_pPicture, drawn.m_stRect, i_u32Opacity, layer.Canvas(), drawn.m_stRect);
+    layer.Refresh(drawn.m_stRect);
+  }
 }
 
 void CPainter::SetBackground(SInt32 i_s32VoDev, std::shared_ptr<const CPicture> i_pPicture) {
@@ -154,10 +163,10 @@ Bool CPainter::Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect
   for (; item != m_pItems->end(); ++item) {
     const T_Drawn* const pDrawn = item->On(i_s32VoDev);
     if (pDrawn == nullptr || Intersect(pDrawn->m_stRect, i_rect).IsEmpty()) continue;
+    const T_DispRecord& record = item->Shown().m_stRecord;
     if (pDrawn->m_pPicture != nullptr)
-      LayPicture(*pDrawn->m_pPicture, pDrawn->m_stRect, item->m_stRecord.m_u16Opacity, i_canvas,
-                 i_rect);
-    else if (!m_objDrawer.DrawOsdInfo(item->m_stRecord, kModeDraw, i_canvas, i_rect))
+      LayPicture(*pDrawn->m_pPicture, pDrawn->m_stRect, record.m_u16Opacity, i_canvas, i_rect);
+    else if (!m_objDrawer.DrawOsdInfo(record, kModeDraw, i_canvas, i_rect))
       bDrawn = bDrawn && &*item != i_pJudged;
   }
   return bDrawn;

@@ -32,6 +32,9 @@ class CPainter {
   // io_item lies on these layers from now on, and no more where it was.
   void Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn);
 
+  // Lays pictures over what is there, as an item that counts as lying nowhere left them.
+  void LayOnce(const std::vector<T_Drawn>& i_vecDrawn, UInt32 i_u32Opacity);
+
   // io_item counts as lying nowhere; its pixels stay.
   static void Forget(T_Item& io_item) { io_item.m_vecDrawn.clear(); }
 

@@ -2,34 +2,32 @@
 // from the worker. Owned by the renderer and used under its mutexes.
 #pragma once
 
-#include <vector>
+#include <optional>
+#include <utility>
 
 #include "common/osd/picture_cache.h"
 #include "common/osd/picture_worker.h"
 
 class CPictureDesk {
  public:
-  // What i_stJob, which has at least one target, asks for: complete with ticket 0, or with nothing
-  // but the ticket of the result to come.
-  T_PictureResult Ask(T_PictureJob i_stJob);
+  // All pictures that i_job, which has at least one target, asks for, if they are at hand.
+  std::optional<T_PictureResult> Find(const T_PictureJob& i_job);
 
-  // The result of that ticket is not wanted any more; 0 and unknown ones are.
+  // Has them read. The ticket that the result will bear; 0 when there is no room for one more: ask
+  // again after a result or a withdrawal.
+  UInt64 Ask(T_PictureJob i_stJob) { return m_objWorker.Add(std::move(i_stJob)); }
+  Bool HasRoom() { return m_objWorker.HasRoom(); }
+
+  // The result of that ticket is not wanted any more; 0 and unknown ones are ignored.
   void Withdraw(UInt64 i_u64Ticket) { m_objWorker.Withdraw(i_u64Ticket); }
 
   // Keeps what has come, for those who ask again, unless its file was written to just now.
   void Keep(const T_PictureResult& i_result);
 
-  // The result, with an error, of a ticket that was dropped because too many were asked for; each
-  // is told once, then ticket 0.
-  T_PictureResult TakeDropped();
-
   // Ends the worker's thread.
   void Stop() { m_objWorker.Stop(); }
 
  private:
-  Bool FindAll(T_PictureResult& io_result);
-
   CPictureCache m_objCache;
   CPictureWorker m_objWorker;
-  std::vector<UInt64> m_vecDropped;
 };

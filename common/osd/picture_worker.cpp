@@ -42,26 +42,22 @@ std::shared_ptr<const CPicture> T_PictureResult::For(SInt32 i_s32VoDev,
   return nullptr;
 }
 
-UInt64 CPictureWorker::Add(T_PictureJob i_stJob, UInt64* o_pDropped) {
-  *o_pDropped = 0;
-  T_PictureJob dropped;
+UInt64 CPictureWorker::Add(T_PictureJob i_stJob) {
+  if (!HasRoom()) return 0;
   UInt64 u64Ticket = 0;
   {
     CMutexLocker locker(&m_objLock);
     u64Ticket = ++m_u64LastTicket;
-    if (m_dequeWaiting.size() == kMaxWaiting) {
-      *o_pDropped = m_dequeWaiting.front().m_u64Ticket;
-      dropped = std::move(m_dequeWaiting.front().m_stJob);
-      m_dequeWaiting.pop_front();
-    }
     m_dequeWaiting.push_back({u64Ticket, std::move(i_stJob)});
     m_objChanged.Signal();
   }
-  if (*o_pDropped != 0)
-    LOG_WARN("picture <%.4000s> is not shown: %zu pictures that were asked for later wait already",
-             Printable(dropped.m_strPath).c_str(), kMaxWaiting);
   if (!IsStopRequested() && !std::exchange(m_bStarted, true)) Start();
   return u64Ticket;
+}
+
+Bool CPictureWorker::HasRoom() {
+  CMutexLocker locker(&m_objLock);
+  return m_dequeWaiting.size() < kMaxWaiting;
 }
 
 void CPictureWorker::Withdraw(UInt64 i_u64Ticket) {

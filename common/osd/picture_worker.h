@@ -32,8 +32,7 @@ struct T_PictureJob {
 struct T_PictureResult {
   UInt64 m_u64Ticket;
   T_PictureJob m_stJob;
-  T_Loaded m_stLoaded;      // a picture for each target; an error was logged already
-  Bool m_bDropped = false;  // it was never begun, which is an error, too
+  T_Loaded m_stLoaded;  // a picture for each target; an error was logged already
 
   // What was made for the layer of that output as it is now; null when nothing was.
   std::shared_ptr<const CPicture> For(SInt32 i_s32VoDev, const T_Canvas& i_canvas) const;
@@ -45,9 +44,10 @@ class CPictureWorker : public CThread {
 
   ~CPictureWorker() override { Stop(); }
 
-  // The ticket that the result will bear, never 0. When too many jobs wait, the oldest of them is
-  // dropped with a WARN line and its ticket left in *o_pDropped, which is else 0. One thread.
-  UInt64 Add(T_PictureJob i_stJob, UInt64* o_pDropped);
+  // The ticket that the result will bear; 0 when kMaxWaiting jobs wait already. One thread.
+  UInt64 Add(T_PictureJob i_stJob);
+  // Whether Add would take one. That thread.
+  Bool HasRoom();
 
   // Nobody wants the result any more. One that is under way to the renderer still arrives.
   void Withdraw(UInt64 i_u64Ticket);

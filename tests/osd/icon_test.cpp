@@ -4,6 +4,8 @@
 
 #include <csignal>
 #include <filesystem>
+#include <random>
+#include <set>
 
 #include "tests/osd/scene.h"
 #include "tests/pictures.h"
@@ -17,7 +19,10 @@ using Pixels = std::vector<UInt32>;
 // One pixel of the canvas is 100 of the grid.
 class Icons : public Renderer {
  protected:
-  Icons() { Init(0, 0, 160, 90); }
+  Icons() {
+    Init(0, 0, 160, 90);
+    Init(7, 7, 160, 90);  // for DeliverAll
+  }
   ~Icons() override { setenv("PATH", m_path.c_str(), 1); }
 
   // A picture of one colour.
@@ -50,13 +55,18 @@ class Icons : public Renderer {
   void HideImage(UInt32 i_u32Output, UInt32 i_u32Seq) {
     Send(Message(kOsdIconHide, {i_u32Seq << 16 | i_u32Output}));
   }
-  // Everything that was asked for before has come then: the worker goes by turns.
+  // Until nothing is on its way: the worker goes by turns, and a result may ask for another one.
   void DeliverAll() {
-    m_log.Take();
-    ShowIcon(0x7FE, "/last");
-    while (!m_log.Has("ERROR picture </last> is not shown: No such file or directory"))
-      CThread::Sleep(1);
-    for (T_ModuleMsg result; g_objResults.Pop(20, &result) != 0;) Send(result);
+    for (int s32Delivered = 0; s32Delivered != 1;) {
+      ShowIcon(0x7FE, "/last", 0, 0, 7);
+      s32Delivered = 0;
+      for (Bool bLast = false; !bLast; ++s32Delivered) {
+        T_ModuleMsg result;
+        ASSERT_EQ(g_objResults.Pop(20000, &result), 1u);
+        bLast = result.Block<T_PictureResult>()->m_stJob.m_strPath == "/last";
+        Send(result);
+      }
+    }
   }
   // What the layer shows in row 5 of these columns.
   static Pixels Row(const std::vector<UInt32>& i_columns, UInt32 i_u32W = 160, char i_digit = '0') {
@@ -94,21 +104,18 @@ TEST_F(Icons, NobodyWaitsForADecoderAndWhatIsAskedLastWins) {
   const pid_t decoder = ShowEndless(0x101);
   EXPECT_EQ(Show(Text(0x102, "text", 6)), 1u);
   EXPECT_TRUE(Shows({Text(0x102, "text", 6)}, '0', 160, 90));
-  ShowIcon(0x300, Plain("first.png", kRed), 0);
-  for (UInt32 i = 1; i <= 16; ++i) ShowIcon(0x300 + i, red, i * 9);
-  EXPECT_TRUE(m_log.Has("WARN picture <" + SystemPath("/first.png") +
-                        "> is not shown: 16 pictures that were asked for later wait already"));
+  for (UInt32 i = 0; i <= 16; ++i) EXPECT_EQ(ShowIcon(0x300 + i, red, i * 9), 1u);
   Send(Message(kOsdDelete, {0x301}));
   Send(Message(kOsdTextCancel, {0x302 << 16}));
   ShowIcon(0x303, red, 152);
   EXPECT_EQ(Show(Text(0x304, "", 1)), 1u) << "a text instead";
   Send(Message(kOsdIconHide, {0x101 << 16}));
   ExpectEnds(decoder);
-  Deliver(13);
+  Deliver(14);
   for (const std::string& line : m_log.Take())
     EXPECT_EQ(line.find("did not end"), line.npos) << "its time was up: " << line;
-  EXPECT_EQ(Row({4, 13, 22, 31, 40, 49, 156}), (Pixels{0, 0, 0, 0, 0, kRed, kRed}));
-  EXPECT_EQ(SizeAfterDelete(0x3FF), "INFO m_listDispInfo.size=2") << "the first one is gone";
+  EXPECT_EQ(Row({4, 13, 22, 31, 40, 49, 156}), (Pixels{kRed, 0, 0, 0, 0, kRed, kRed}));
+  EXPECT_EQ(SizeAfterDelete(0x3FF), "INFO m_listDispInfo.size=2");
 }
 
 TEST_F(Icons, StoppingEndsADecoder) {
@@ -165,10 +172,18 @@ TEST_F(Icons, ANewLayerGetsItsIconsInItsOwnSize) {
   Deliver(2);
   EXPECT_EQ(Row({31, 32, 160}, 320), (Pixels{kRed, 0, 0})) << "those of class 2 do not come back";
   EXPECT_EQ(SizeAfterDelete(0x333), "INFO m_listDispInfo.size=3") << "what fails here stays";
-  ShowIcon(0x201, red, 80, 30);
+  ShowIcon(0x103, red, 80, 30);
+  ShowIcon(0x201, red, 130);
   Init(0, 0, 160, 90);  // asked for again in the new size
-  while (Row({80}) != Pixels{kRed}) Deliver(1);
-  EXPECT_EQ(Row({15, 16, 80, 109, 110}), (Pixels{kRed, 0, kRed, kRed, 0}));
+  DeliverAll();
+  EXPECT_EQ(Row({15, 16, 80, 109, 110, 130}), (Pixels{kRed, 0, kRed, kRed, 0, 0}));
+  Init(1, 1, 160, 90);
+  ShowIcon(0x301, red, 0, 0, 255);
+  Deliver(1);
+  Init(1, 1, 160, 90);
+  ShowIcon(0x301, "/nowhere.png", 0, 0, 255);
+  DeliverAll();
+  EXPECT_EQ(Row({5}, 160, '1'), Pixels{0}) << "what a new layer left out does not come back";
 }
 
 TEST_F(Icons, ATextThatCannotBeDrawnOverTheGuideIsToldApart) {
@@ -200,8 +215,7 @@ TEST_F(Icons, EveryOutputHasItsOwnGuide) {
   Guide(255, 2, blue);
   HideImage(0, 2);
   Deliver(1);
-  EXPECT_EQ(shown(), (Pixels{kRed, kBlue}));
-  HideImage(0, 1);
+  EXPECT_EQ(shown(), (Pixels{0, kBlue}));
   Init(0, 0, 160, 90);
   DeliverAll();
   EXPECT_EQ(shown(), (Pixels{0, kBlue})) << "hidden for good";
@@ -232,7 +246,7 @@ TEST_F(Icons, AMoveToAnotherOutputMayBeHiddenOrFail) {
   ShowIcon(0x101, Plain("moved.png", kBlue), 0, 0, 1);
   Send(Message(kOsdTextCancel, {0x101 << 16 | 1}));
   DeliverAll();
-  EXPECT_EQ(shown(), (Pixels{kRed, 0}));
+  EXPECT_EQ(shown(), (Pixels{0, 0})) << "it had moved there";
   ShowIcon(0x101, SystemPath("/moved.png"), 0, 0, 1);
   HideImage(0, 0x101);
   DeliverAll();
@@ -252,7 +266,6 @@ TEST_F(Icons, AskingAgainDoesNotPutOffWhatIsUnderWay) {
   EXPECT_EQ(Row({0, 149, 150, 159}), (Pixels{0, 0, kRed, kRed}));
   ShowIcon(0x101, Plain("blue.png", kBlue));
   DeInit();
-  Deliver(1);
   Init(0, 0, 160, 90);
   DeliverAll();
   EXPECT_EQ(Row({9, 150}), (Pixels{kBlue, 0}));
@@ -265,8 +278,127 @@ TEST_F(Icons, ANewLayerGetsMoreIconsThanMayWait) {
   }
   Init(0, 0, 320, 180);
   std::vector<UInt32> columns;
+  Pixels shown(40, kRed);
   for (UInt32 i = 0; i < 40; ++i) columns.push_back(i * 8);
-  while (Row(columns, 320) != Pixels(40, kRed)) Deliver(1);
+  for (UInt32 i = 0; i < 18; ++i) {  // among them all that the worker holds
+    HideImage(0, 0x100 + i);
+    shown[i] = 0;
+  }
+  DeliverAll();
+  EXPECT_EQ(Row(columns, 320), shown);
+}
+
+TEST_F(Icons, AHiddenPictureOfClass2LeavesTheList) {
+  const std::string red = Plain("red.png", kRed);
+  for (UInt32 i = 0; i < 70; ++i) {
+    ShowIcon(0x200 + i, red);
+    HideImage(0, i % 2 ? 0x200 + i : 0xFFFF);
+  }
+  EXPECT_EQ(SizeAfterDelete(0x333), "INFO m_listDispInfo.size=0");
+}
+
+TEST_F(Icons, WhatIsCancelledBeforeItComesLeavesItsPixelsToo) {
+  ShowIcon(0x101, Plain("red.png", kRed));
+  Send(Message(kOsdCancelAll));
+  DeliverAll();
+  EXPECT_EQ(Row({0, 9, 10}), (Pixels{kRed, kRed, 0}));
+  Init(0, 0, 160, 90);
+  DeliverAll();
+  EXPECT_EQ(Row({0}), Pixels{0});
+}
+
+// Whatever is asked for, the screen at the end must be the one that a decoder without delay leaves.
+class Sequences : public Icons {
+ protected:
+  struct T_Options {
+    UInt32 m_u32Numbers;
+    Bool m_bBad;  // one of the pictures cannot be read
+  };
+  // Plays the sequence of a seed; i_deliver is asked before every step whether what was read so far
+  // comes now. What both layers show then.
+  std::string Play(UInt32 i_u32Seed, const T_Options& i_options,
+                   const std::function<Bool(UInt32)>& i_deliver) {
+    std::mt19937 random(i_u32Seed);
+    const auto below = [&](UInt32 i_u32End) { return static_cast<UInt32>(random() % i_u32End); };
+    Stop();
+    m_osd.emplace();
+    Init(0, 0, 160, 90);
+    Init(1, 1, 160, 90);
+    Init(7, 7, 160, 90);
+    const UInt32 u32Bad = i_options.m_bBad ? 10 + below(10) : kSteps;
+    for (UInt32 step = 0; step < kSteps; ++step) {
+      if (i_deliver(step)) DeliverAll();
+      Step(below(9), below(i_options.m_u32Numbers), below(3), step == u32Bad ? 3 : below(3),
+           step == u32Bad ? 0 : below(9));
+    }
+    DeliverAll();
+    return Screen('0') + Screen('1');
+  }
+  static std::string Screen(char i_digit) {
+    const std::string file = ReadFile(SystemPath("/dev/fb") + i_digit);
+    UInt32 aHeader[9];  // from the eighth byte on; rows, bytes a row, and whether it is shown
+    std::memcpy(aHeader, file.data(), sizeof(aHeader));
+    return aHeader[8] != 0 ? file.substr(4096, size_t{aHeader[4]} * aHeader[5]) : "";
+  }
+  static constexpr UInt32 kSteps = 30;
+
+ private:
+  void Step(UInt32 i_u32Place, UInt32 i_u32Number, UInt32 i_u32Output, UInt32 i_u32Picture,
+            UInt32 i_u32What) {
+    const UInt32 output = i_u32Output < 2 ? i_u32Output : 255;
+    const UInt32 seq = (1 + i_u32Number % 2) << 8 | i_u32Number;
+    const std::string& picture = m_pictures[i_u32Picture];
+    T_DispRecord text = Text(seq, "t", 1, i_u32Number * 500, 8000);  // no text touches another
+    text.m_u16VoSeq = static_cast<UInt16>(i_u32Number % 2);          // nor leaves its place
+    text.m_u16Time = T_DispRecord::kForever;
+    switch (i_u32What) {
+      case 0:
+      case 1:
+      case 2:
+        ShowIcon(seq, picture, i_u32Place * 15, 0, UInt16(output));
+        break;
+      case 3:
+        Guide(output, i_u32Number % 2, picture);
+        break;
+      case 4:
+        HideImage(output, i_u32Number % 3 ? seq : i_u32Number % 2);
+        break;
+      case 5:
+        Send(Message(kOsdTextCancel, {seq << 16 | output}));
+        break;
+      case 6:
+        Send(Message(kOsdDelete, {i_u32Place ? seq : seq | 0xFF}));
+        break;
+      case 7:
+        output == 255 ? DeInit(i_u32Place % 2)
+                      : Init(output, output, i_u32Place % 2 ? 160 : 200, 90);
+        break;
+      default:
+        Show(text);
+    }
+  }
+
+  const std::vector<std::string> m_pictures = {Plain("red.png", kRed), Plain("blue.png", kBlue, 25),
+                                               Plain("half.png", 0x80008000, 40), "/nowhere.png"};
+};
+
+TEST_F(Sequences, DoNotDependOnTheDecodersSpeed) {
+  std::mt19937 pace(20261122);
+  for (UInt32 seed = 0; seed < 30; ++seed) {
+    const T_Options options{seed % 2 ? 24U : 3U, false};
+    const std::string quick = Play(seed, options, [](UInt32) { return true; });
+    EXPECT_TRUE(quick == Play(seed, options, [](UInt32) { return false; })) << seed;
+    EXPECT_TRUE(quick == Play(seed, options, [&](UInt32) { return pace() % 4 == 0; })) << seed;
+  }
+}
+
+TEST_F(Sequences, HaveTwoScreensAtMostWhenOnePictureCannotBeRead) {
+  for (UInt32 seed = 0; seed < 6; ++seed) {
+    std::set<std::string> screens;
+    for (UInt32 at = 0; at < kSteps; ++at)
+      screens.insert(Play(seed, {1, true}, [=](UInt32 i_u32Step) { return i_u32Step == at; }));
+    EXPECT_LE(screens.size(), 2u) << seed;
+  }
 }
 
 }  // namespace

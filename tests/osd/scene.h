@@ -43,10 +43,13 @@ class Renderer : public testing::Test {
   }
   ~Renderer() override {
     SoftFailNothing();
+    Stop();
+  }
+
+  void Stop() {
     m_osd->Stop();
     for (T_ModuleMsg late; g_objResults.Pop(1, &late) != 0;) Send(late);
   }
-
   UInt32 Send(const T_ModuleMsg& i_msg) { return m_osd->HandleSyncMsg(&i_msg, 0); }
   UInt32 Init(UInt32 i_u32VoDev = 0, UInt32 i_u32Layer = 0, UInt32 i_u32W = 960,
               UInt32 i_u32H = 540) {
