@@ -114,10 +114,13 @@ T_Layout LayOut(const T_DispRecord& i_item, const T_Cell& i_cell, const T_Canvas
            Along(place.m_eDown, i_canvas.m_u32H, DownGrid(i_item.m_u32Y, i_canvas), s64BlockH),
            i_canvas, i_eTold, layout);
   for (UInt32 line = 0; line < layout.m_u32Lines; ++line) {
-    const char* const pText = i_item.m_aText[line];
-    const Bool bAcross = FitsAcross(layout, line, pText, i_canvas, i_eTold);
-    const Bool bDown = FitsDown(layout, line, pText, i_canvas, i_eTold);
-    if (!bAcross || !bDown) layout.m_aLength[line] = 0;
+    const char* pText = i_item.m_aText[line];
+    if (!FitsAcross(layout, line, pText, i_canvas, i_eTold)) {
+      // Cleared, and told so when it is too high as well.
+      layout.m_aLength[line] = 0;
+      pText = "";
+    }
+    if (!FitsDown(layout, line, pText, i_canvas, i_eTold)) layout.m_aLength[line] = 0;
   }
   return layout;
 }

@@ -32,10 +32,12 @@ TEST_F(Drawing, WhatLiesOutsideTheCanvasIsPulledBackOrLeftOut) {
   item.m_u16FontSize = 192;
   AddLine(item, wide);
   AddLine(item, "too high");
+  AddLine(item, wide);
   EXPECT_EQ(Show(item), 1u);
   EXPECT_TRUE(m_log.Has("ERROR DrawOsdInfo wb=4294967286 >= maxW=320 err, set wb=0"));
-  EXPECT_TRUE(m_log.Has("ERROR DrawOsdInfo hb=4294967240 >= maxH=40 err, set hb=0"));
+  EXPECT_TRUE(m_log.Has("ERROR DrawOsdInfo hb=4294967221 >= maxH=40 err, set hb=0"));
   EXPECT_TRUE(m_log.Has("ERROR font<w=10>,wb<0>,maxW<320>,disp len<33><" + wide + "> to long"));
+  EXPECT_TRUE(m_log.Has("ERROR font<h=19>,hb<0>,maxH<40>,disp len<0><> to high"));
   EXPECT_TRUE(Shows({item}, '0', 320, 40));
   Send(Message(kOsdDelete, {0x101}));
   EXPECT_TRUE(m_log.Has("ERROR font<h=19>,hb<0>,maxH<40>,cancel len<8><too high> to high"));
