@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+#include "common/osd/font_file.h"
 #include "platform/platform.h"
 
 namespace {
@@ -12,7 +13,7 @@ namespace {
 constexpr const char* kFontFile = "/usr/share/fonts/monos.ttf";
 // A grey value from here on is foreground: cells have hard edges.
 constexpr UInt32 kThreshold = 128;
-constexpr UInt32 kGroup = 4;  // pixels that share a mask byte
+constexpr UInt32 kGroup = T_FontSize::kGroup;
 
 // These lines go to standard output, not to the log; at once, also when that is a file or a pipe.
 void Print(const char* i_pText) {
@@ -68,96 +69,96 @@ void PaintPixels(const UInt8* i_pMask, UInt32 i_u32Pixels, const T_FourPixels* i
     o_pPixels[pixel] = i_pPaint[i_pMask[pixel / kGroup]].m_aPixel[pixel % kGroup];
 }
 
-}  // namespace
-
-// Masks hold one byte for four pixels, rows of whole bytes, unused bits 0.
-struct CGlyphs::T_FontSize {
-  UInt32 m_u32Size = 0;
-  SInt32 m_s32Ascender = 0;
-  T_Cell m_stCell{};
-  std::array<std::unique_ptr<UInt8[]>, 256> m_apMask;
-
-  UInt32 RowBytes() const { return (m_stCell.m_u32W + kGroup - 1) / kGroup; }
-  size_t MaskBytes() const { return size_t{RowBytes()} * m_stCell.m_u32H; }
-  std::unique_ptr<UInt8[]> MakeMask(const FT_GlyphSlotRec& i_glyph) const;
+struct T_Closer {
+  void operator()(FT_LibraryRec_* i_pLibrary) const { FT_Done_FreeType(i_pLibrary); }
+  void operator()(FT_FaceRec_* i_pFace) const { FT_Done_Face(i_pFace); }
 };
 
 // What passes the cell's right edge or bottom is cut off; what lies left of or above the cell is
 // moved into it.
-std::unique_ptr<UInt8[]> CGlyphs::T_FontSize::MakeMask(const FT_GlyphSlotRec& i_glyph) const {
-  auto pMask = std::make_unique<UInt8[]>(MaskBytes());
+void FillMask(const T_FontSize& i_size, const FT_GlyphSlotRec& i_glyph, UInt8* io_pMask) {
+  const T_Cell& cell = i_size.m_stCell;
   const FT_Bitmap& bitmap = i_glyph.bitmap;
   const UInt32 u32Left = static_cast<UInt32>(std::max(i_glyph.bitmap_left, 0));
-  const UInt32 u32Top = static_cast<UInt32>(std::max(m_s32Ascender - i_glyph.bitmap_top, 0));
-  const UInt32 u32Columns =
-      std::min(bitmap.width, m_stCell.m_u32W - std::min(u32Left, m_stCell.m_u32W));
-  const UInt32 u32Rows = std::min(bitmap.rows, m_stCell.m_u32H - std::min(u32Top, m_stCell.m_u32H));
+  const UInt32 u32Top = static_cast<UInt32>(std::max(i_size.m_s32Ascender - i_glyph.bitmap_top, 0));
+  const UInt32 u32Columns = std::min(bitmap.width, cell.m_u32W - std::min(u32Left, cell.m_u32W));
+  const UInt32 u32Rows = std::min(bitmap.rows, cell.m_u32H - std::min(u32Top, cell.m_u32H));
   for (UInt32 row = 0; row < u32Rows; ++row)
     MaskRow(bitmap.buffer + static_cast<std::ptrdiff_t>(row) * bitmap.pitch, u32Columns, u32Left,
-            pMask.get() + size_t{u32Top + row} * RowBytes());
-  return pMask;
+            io_pMask + size_t{u32Top + row} * i_size.RowBytes());
 }
 
-void CGlyphs::T_Closer::operator()(FT_LibraryRec_* i_pLibrary) const {
-  FT_Done_FreeType(i_pLibrary);
-}
+}  // namespace
 
-void CGlyphs::T_Closer::operator()(FT_FaceRec_* i_pFace) const { FT_Done_Face(i_pFace); }
+// The face goes first, then its library, then the file that it reads.
+struct CGlyphs::T_Font {
+  static constexpr UInt32 kNoSize = ~0U;
+
+  CFontFile m_objFile{SystemPath(kFontFile)};
+  std::unique_ptr<FT_LibraryRec_, T_Closer> m_pLibrary;
+  std::unique_ptr<FT_FaceRec_, T_Closer> m_pFace;
+  UInt32 m_u32Size = kNoSize;  // what the face is set to
+};
 
 CGlyphs::CGlyphs() = default;
 
 CGlyphs::~CGlyphs() = default;
 
 void CGlyphs::Release() {
-  m_bSizeSet = false;
-  m_apSizes = {};
-  m_u32MaskBytes = 0;
-  m_stFont.m_pFace.reset();
-  m_stFont.m_pLibrary.reset();
+  m_pSize = nullptr;
+  m_objSizes.Clear();
+  m_pFont.reset();
 }
 
-// After a failure no font is open.
-Bool CGlyphs::OpenFont(UInt32 i_u32Size) {
-  m_stFont.m_pFace.reset();
-  m_stFont.m_pLibrary.reset();
-  T_Font font;
+Bool CGlyphs::OpenFont() {
+  auto pFont = std::make_unique<T_Font>();
   FT_Library pLibrary = nullptr;
   if (FT_Init_FreeType(&pLibrary) != 0) {
     Print("can not init free type library!");
     return false;
   }
-  font.m_pLibrary.reset(pLibrary);
+  pFont->m_pLibrary.reset(pLibrary);
+  FT_Open_Args args{};
+  args.flags = FT_OPEN_STREAM;
+  args.stream = pFont->m_objFile.Stream();
   FT_Face pFace = nullptr;
-  if (FT_New_Face(pLibrary, SystemPath(kFontFile).c_str(), 0, &pFace) != 0) {
+  if (FT_Open_Face(pLibrary, &args, 0, &pFace) != 0) {
     Print("create new face falied!");
     return false;
   }
-  font.m_pFace.reset(pFace);
-  if (FT_Set_Pixel_Sizes(pFace, 0, i_u32Size) != 0) {
-    Print("set font size s32Err!");
-    return false;
-  }
-  font.m_u32Size = i_u32Size;
-  m_stFont = std::move(font);
+  pFont->m_pFace.reset(pFace);
+  m_pFont = std::move(pFont);
   return true;
 }
 
-// Into the first entry, in place of what was used longest ago.
-Bool CGlyphs::LoadSize(UInt32 i_u32Size) {
-  if (!OpenFont(i_u32Size)) return false;
-  std::rotate(m_apSizes.begin(), m_apSizes.end() - 1, m_apSizes.end());
-  if (m_apSizes[0] != nullptr)
-    for (const auto& pMask : m_apSizes[0]->m_apMask)
-      if (pMask != nullptr) m_u32MaskBytes -= m_apSizes[0]->MaskBytes();
-  m_apSizes[0] = std::make_unique<T_FontSize>();
-  T_FontSize& size = *m_apSizes[0];
-  const FT_Size_Metrics& metrics = m_stFont.m_pFace->size->metrics;
-  const FT_Pos s64Descender = metrics.descender >> 6;
-  size.m_u32Size = i_u32Size;
-  size.m_s32Ascender = static_cast<SInt32>(metrics.ascender >> 6);
-  size.m_stCell.m_u32W = WholePixels(metrics.max_advance);
-  size.m_stCell.m_u32H =
-      static_cast<UInt32>(std::max<FT_Pos>(size.m_s32Ascender - s64Descender, 0));
+// After a failure no font is open.
+Bool CGlyphs::SetFaceSize(UInt32 i_u32Size) {
+  if (m_pFont->m_u32Size == i_u32Size) return true;
+  if (FT_Set_Pixel_Sizes(m_pFont->m_pFace.get(), 0, i_u32Size) != 0) {
+    Print("set font size s32Err!");
+    m_pFont.reset();
+    return false;
+  }
+  m_pFont->m_u32Size = i_u32Size;
+  return true;
+}
+
+// The font that is there now: of another file nothing is kept.
+Bool CGlyphs::HaveFont() {
+  if (m_pFont != nullptr && m_pFont->m_objFile.IsCurrent()) return true;
+  Release();
+  return OpenFont();
+}
+
+Bool CGlyphs::HaveSize(UInt32 i_u32Size) {
+  m_pSize = m_objSizes.Use(i_u32Size);
+  if (m_pSize != nullptr) return true;
+  if (!SetFaceSize(i_u32Size)) return false;
+  const FT_Size_Metrics& metrics = m_pFont->m_pFace->size->metrics;
+  const FT_Pos ascender = metrics.ascender >> 6;
+  const FT_Pos height = std::max<FT_Pos>(ascender - (metrics.descender >> 6), 0);
+  m_pSize = m_objSizes.Add(i_u32Size, static_cast<SInt32>(ascender),
+                           {WholePixels(metrics.max_advance), static_cast<UInt32>(height)});
   return true;
 }
 
@@ -172,39 +173,25 @@ void CGlyphs::SetColours(UInt32 i_u32Foreground, UInt32 i_u32Background) {
 Bool CGlyphs::SetFont(UInt32 i_u32Size, UInt32 i_u32Foreground, UInt32 i_u32Background) {
   if (i_u32Foreground != m_u32Foreground || i_u32Background != m_u32Background)
     SetColours(i_u32Foreground, i_u32Background);
-  const auto known = std::find_if(m_apSizes.begin(), m_apSizes.end(), [&](const auto& i_pSize) {
-    return i_pSize != nullptr && i_pSize->m_u32Size == i_u32Size;
-  });
-  if (known != m_apSizes.end())
-    std::rotate(m_apSizes.begin(), known, known + 1);
-  else if (!LoadSize(i_u32Size))
-    Release();
-  m_bSizeSet = m_apSizes[0] != nullptr;
-  return m_bSizeSet;
+  if (m_pSize != nullptr && m_pSize->m_u32Size == i_u32Size && !m_bGlyphFailed) return true;
+  m_bGlyphFailed = false;
+  if (!HaveFont() || !HaveSize(i_u32Size)) Release();
+  return m_pSize != nullptr;
 }
 
-T_Cell CGlyphs::Cell() const { return m_bSizeSet ? m_apSizes[0]->m_stCell : T_Cell{}; }
+T_Cell CGlyphs::Cell() const { return m_pSize != nullptr ? m_pSize->m_stCell : T_Cell{}; }
 
-// Between strings only: a string's masks must stay until it is drawn.
-void CGlyphs::TrimMasks() {
-  if (m_u32MaskBytes <= kMaskBytesKept) return;
-  for (const auto& pSize : m_apSizes)
-    if (pSize != nullptr) pSize->m_apMask = {};
-  m_u32MaskBytes = 0;
+CGlyphs::ECell CGlyphs::FindCell(UInt8 i_u8Char, const char* i_pText, const UInt8** o_ppMask) {
+  *o_ppMask = m_pSize->m_apMask[i_u8Char].get();
+  return *o_ppMask != nullptr ? kCellReady : RenderCell(i_u8Char, i_pText, o_ppMask);
 }
 
-CGlyphs::ECell CGlyphs::FindCell(UInt8 i_u8Char, const UInt8** o_ppMask) {
-  *o_ppMask = m_apSizes[0]->m_apMask[i_u8Char].get();
-  return *o_ppMask != nullptr ? kCellReady : RenderCell(i_u8Char, o_ppMask);
-}
-
-CGlyphs::ECell CGlyphs::RenderCell(UInt8 i_u8Char, const UInt8** o_ppMask) {
-  T_FontSize& size = *m_apSizes[0];
-  // A size that was kept finds the font open at another size.
-  const Bool bOpen = m_stFont.m_pFace != nullptr && m_stFont.m_u32Size == size.m_u32Size;
-  if (!bOpen && !OpenFont(size.m_u32Size)) return kCellFailed;
-  FT_Face const pFace = m_stFont.m_pFace.get();
-  if (FT_Load_Glyph(pFace, FT_Get_Char_Index(pFace, i_u8Char), FT_LOAD_DEFAULT) != 0) {
+CGlyphs::ECell CGlyphs::RenderCell(UInt8 i_u8Char, const char* i_pText, const UInt8** o_ppMask) {
+  if (m_pFont == nullptr || !SetFaceSize(m_pSize->m_u32Size)) return kCellFailed;
+  FT_Face const pFace = m_pFont->m_pFace.get();
+  // Of a file that is being written to, half a glyph may have come without an error.
+  if (FT_Load_Glyph(pFace, FT_Get_Char_Index(pFace, i_u8Char), FT_LOAD_DEFAULT) != 0 ||
+      !m_pFont->m_objFile.IsUnchanged()) {
     Print("load char error!");
     return kCellFailed;
   }
@@ -217,36 +204,37 @@ CGlyphs::ECell CGlyphs::RenderCell(UInt8 i_u8Char, const UInt8** o_ppMask) {
     std::fflush(stdout);
     return kCellUntouched;
   }
-  size.m_apMask[i_u8Char] = size.MakeMask(*pFace->glyph);
-  m_u32MaskBytes += size.MaskBytes();
-  *o_ppMask = size.m_apMask[i_u8Char].get();
+  UInt8* const pMask = m_objSizes.AddMask(i_u8Char, i_pText);
+  FillMask(*m_pSize, *pFace->glyph, pMask);
+  *o_ppMask = pMask;
   return kCellReady;
 }
 
 Bool CGlyphs::DrawString(const char* i_pText, const T_Canvas& i_canvas, UInt32 i_u32Top,
                          UInt32 i_u32Left) {
-  if (!m_bSizeSet) return *i_pText == '\0';
-  TrimMasks();
-  const UInt32 u32CellW = m_apSizes[0]->m_stCell.m_u32W;
+  if (m_pSize == nullptr) return *i_pText == '\0';
+  const UInt32 u32CellW = m_pSize->m_stCell.m_u32W;
   T_Run run;
   run.m_u32Left = i_u32Left;
   ECell eCell = kCellReady;
-  for (; *i_pText != '\0' && eCell != kCellFailed; ++i_pText) {
-    eCell = FindCell(static_cast<UInt8>(*i_pText), &run.m_apMask[run.m_u32Count]);
+  for (const char* pChar = i_pText; *pChar != '\0' && eCell != kCellFailed; ++pChar) {
+    eCell = FindCell(static_cast<UInt8>(*pChar), i_pText, &run.m_apMask[run.m_u32Count]);
     if (eCell == kCellReady && ++run.m_u32Count < T_Run::kMaxCells) continue;
     DrawRun(run, i_canvas, i_u32Top);
     run.m_u32Left += u32CellW * (run.m_u32Count + (eCell == kCellUntouched ? 1 : 0));
     run.m_u32Count = 0;
   }
   DrawRun(run, i_canvas, i_u32Top);
+  if (eCell != kCellFailed) return true;
+  m_bGlyphFailed = true;
   // The font itself is gone; what is left of it would only draw half of every text.
-  if (m_stFont.m_pFace == nullptr) Release();
-  return eCell != kCellFailed;
+  if (m_pFont == nullptr) Release();
+  return false;
 }
 
 // Row by row over all cells, so that the canvas is written in the order of its addresses.
 void CGlyphs::DrawRun(const T_Run& i_run, const T_Canvas& i_canvas, UInt32 i_u32Top) const {
-  const T_FontSize& size = *m_apSizes[0];
+  const T_FontSize& size = *m_pSize;
   const UInt32 u32CellW = size.m_stCell.m_u32W;
   if (i_run.m_u32Left >= i_canvas.m_u32W || i_u32Top >= i_canvas.m_u32H || u32CellW == 0) return;
   const UInt32 u32Rows = std::min(size.m_stCell.m_u32H, i_canvas.m_u32H - i_u32Top);

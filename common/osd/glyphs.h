@@ -1,16 +1,13 @@
 // The glyph drawer: a monospaced font, and character cells written with two colours. One instance
 // lives in the renderer and is used under the renderer's mutex. Cells are rendered once for each
-// character and size, and kept as masks for the sizes that were used last.
+// character and size and kept as masks, so that a text that was drawn before needs no font.
 #pragma once
 
 #include <array>
 #include <memory>
 
 #include "common/osd/canvas.h"
-#include "common/osd/placement.h"
-
-struct FT_LibraryRec_;
-struct FT_FaceRec_;
+#include "common/osd/font_sizes.h"
 
 struct alignas(16) T_FourPixels {
   UInt32 m_aPixel[4];
@@ -23,7 +20,8 @@ class CGlyphs {
   CGlyphs(const CGlyphs&) = delete;
   CGlyphs& operator=(const CGlyphs&) = delete;
 
-  // Sets the pixel size and the colours (ARGB8888) for what is drawn from now on. False when the
+  // Sets the pixel size and the colours (ARGB8888) for what is drawn from now on. A change of size
+  // looks whether the font's file is still the same, and starts anew with another. False when the
   // font cannot be had in that size, with the reason on standard output: everything is released
   // then, and the next call tries again, whatever its size.
   Bool SetFont(UInt32 i_u32Size, UInt32 i_u32Foreground, UInt32 i_u32Background);
@@ -37,17 +35,7 @@ class CGlyphs {
   Bool DrawString(const char* i_pText, const T_Canvas& i_canvas, UInt32 i_u32Top, UInt32 i_u32Left);
 
  private:
-  struct T_FontSize;
-  struct T_Closer {
-    void operator()(FT_LibraryRec_* i_pLibrary) const;
-    void operator()(FT_FaceRec_* i_pFace) const;
-  };
-  // An opened font at one size. The face goes before its library.
-  struct T_Font {
-    std::unique_ptr<FT_LibraryRec_, T_Closer> m_pLibrary;
-    std::unique_ptr<FT_FaceRec_, T_Closer> m_pFace;
-    UInt32 m_u32Size = 0;
-  };
+  struct T_Font;
   // Consecutive cells of one line.
   struct T_Run {
     static constexpr UInt32 kMaxCells = 64;
@@ -57,24 +45,22 @@ class CGlyphs {
   };
   enum ECell { kCellReady, kCellUntouched, kCellFailed };
 
-  static constexpr UInt32 kSizesKept = 4;
-  static constexpr size_t kMaskBytesKept = size_t{8} << 20;
-
-  Bool OpenFont(UInt32 i_u32Size);
-  Bool LoadSize(UInt32 i_u32Size);
+  Bool OpenFont();
+  Bool SetFaceSize(UInt32 i_u32Size);
+  Bool HaveFont();
+  Bool HaveSize(UInt32 i_u32Size);
   void Release();
   void SetColours(UInt32 i_u32Foreground, UInt32 i_u32Background);
-  void TrimMasks();
-  ECell FindCell(UInt8 i_u8Char, const UInt8** o_ppMask);
-  ECell RenderCell(UInt8 i_u8Char, const UInt8** o_ppMask);
+  ECell FindCell(UInt8 i_u8Char, const char* i_pText, const UInt8** o_ppMask);
+  ECell RenderCell(UInt8 i_u8Char, const char* i_pText, const UInt8** o_ppMask);
   void DrawRun(const T_Run& i_run, const T_Canvas& i_canvas, UInt32 i_u32Top) const;
 
-  T_Font m_stFont;
-  // Most recently used first; null entries last.
-  std::array<std::unique_ptr<T_FontSize>, kSizesKept> m_apSizes;
-  // Whether the first entry is the size that is set.
-  Bool m_bSizeSet = false;
-  size_t m_u32MaskBytes = 0;
+  std::unique_ptr<T_Font> m_pFont;
+  CFontSizes m_objSizes;
+  // The size that is set, the one in use; null when none is.
+  T_FontSize* m_pSize = nullptr;
+  // A glyph could not be had: the next request looks at the file, also when its size is the same.
+  Bool m_bGlyphFailed = false;
   UInt32 m_u32Foreground = 0;
   UInt32 m_u32Background = 0;
   // By four mask bits, in the colours that are set; bit 0 is the leftmost pixel.

@@ -1,3 +1,6 @@
+#include <malloc.h>
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "tests/osd/scene.h"
@@ -69,6 +72,53 @@ TEST_F(Drawing, AMissingFontFailsUntilItIsThere) {
   WriteFont(m_font);
   ExpectPrinted(Text(0x101, "item"), 1, "");
   EXPECT_TRUE(Shows({Text(0x101, "item")}));
+}
+
+TEST_F(Drawing, AChangeOfSizeLooksWhichFontIsThere) {
+  Init();
+  T_DispRecord small = Text(0x101, "small");
+  T_DispRecord large = Text(0x102, "large", 4);
+  large.m_u16FontSize = 96;
+  EXPECT_EQ(Show(Text(0x101, "smell")) + Show(large) + Show(small), 3u);
+  EXPECT_TRUE(Shows({small, large}));
+  WriteFont(ReadFile("/usr/share/fonts/truetype/dejavu/DejaVuSansMono-Bold.ttf"));
+  EXPECT_EQ(Show(large) + Show(small), 2u);
+  EXPECT_TRUE(Shows({small, large}));
+  WriteFont("");
+  ExpectPrinted(small, 1, "");
+  ExpectPrinted(large, 0, kNoFont);
+  ASSERT_EQ(mkfifo(FontFile().c_str(), 0600), 0);
+  ExpectPrinted(small, 0, kNoFont);
+  WriteFont(m_font);
+  ExpectPrinted(small, 1, "");
+}
+
+TEST_F(Drawing, AFontThatIsCutWhileItIsInUseFailsUntilItIsWhole) {
+  Init();
+  EXPECT_EQ(Show(Text(0x101, "seen")), 1u);
+  std::filesystem::resize_file(FontFile(), 100000);
+  ExpectPrinted(Text(0x101, "sees"), 1, "");
+  ExpectPrinted(Text(0x102, "unseen", 4), 0, "load char error!");
+  ExpectPrinted(Text(0x102, "unseen", 4), 0, kNoFont);
+  std::ofstream(FontFile(), std::ios::binary) << m_font;
+  ExpectPrinted(Text(0x102, "unseen", 4), 1, "");
+  EXPECT_TRUE(Shows({Text(0x101, "sees"), Text(0x102, "unseen", 4)}));
+}
+
+TEST_F(Drawing, ManyLargeTextsAreDrawnRightInLittleMemory) {
+  Init(0, 0, 3840, 1200);
+  const auto heap = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
+  const size_t before = heap();
+  // More than is kept: in many sizes, then in one size, then in the first again.
+  for (UInt32 i = 0; i <= 40; ++i) {
+    T_DispRecord item = Text(0x101, "");
+    item.m_u16FontSize = static_cast<UInt16>(i < 24 ? 300 + 24 * i : i < 40 ? 900 : 300);
+    for (UInt32 c = 0; c < 6; ++c) item.m_aText[0][c] = static_cast<char>('!' + i % 15 * 6 + c);
+    EXPECT_EQ(Show(item), 1u);
+    EXPECT_TRUE(i % 3 != 0 || Shows({item}, '0', 3840, 1200));
+    EXPECT_LT(heap() - before, size_t{9} << 20);
+    Send(Message(kOsdDelete, {0x101}));
+  }
 }
 
 }  // namespace
