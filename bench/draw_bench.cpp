@@ -1,10 +1,13 @@
 // A line of 40 characters on 1920x1080: drawn, drawn and shown, cleared; each beside memset over
 // the same bytes (row by row in the canvas, and in one piece), measured in turns in the same run.
-// The counters are those of the quickest turn of each.
+// Then drawn and shown in font sizes that change at random, beside the same ones in order. The
+// counters are those of the quickest turn of each.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -40,6 +43,7 @@ class CScene {
     m_objGlyphs.DrawString(m_lstItems.front().m_stRecord.m_aText[0], Canvas(), m_stRect.m_u32Y,
                            m_stRect.m_u32X);
   }
+  void SetFontSize(UInt16 i_u16Size) { m_lstItems.front().m_stRecord.m_u16FontSize = i_u16Size; }
   void DrawAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), kModeDraw); }
   void EraseAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), kModeErase); }
   void ClearRows() { ClearRect(Canvas(), m_stRect); }
@@ -82,6 +86,36 @@ void BesideMemset(benchmark::State& io_state, void (CScene::*i_pWork)()) {
   io_state.counters["x_memset_flat"] = work / flat;
 }
 
+double SecondsInSizes(CScene& io_scene, const std::vector<UInt16>& i_vecSizes) {
+  const auto start = T_Clock::now();
+  for (const UInt16 u16Size : i_vecSizes) {
+    io_scene.SetFontSize(u16Size);
+    io_scene.DrawAndRefresh();
+  }
+  return std::chrono::duration<double>(T_Clock::now() - start).count() /
+         static_cast<double>(i_vecSizes.size());
+}
+
+void SizesAtRandom(benchmark::State& io_state) {
+  CScene scene(16);
+  std::vector<UInt16> random(2048);
+  std::ranges::generate(random, [engine = std::minstd_rand()]() mutable {
+    return static_cast<UInt16>(40 + engine() % 40);
+  });
+  std::vector<UInt16> order = random;
+  std::ranges::sort(order);
+  double atRandom = 1;
+  double inOrder = 1;
+  while (io_state.KeepRunning()) {
+    inOrder = std::min(inOrder, SecondsInSizes(scene, order));
+    const double seconds = SecondsInSizes(scene, random);
+    io_state.SetIterationTime(seconds);
+    atRandom = std::min(atRandom, seconds);
+  }
+  io_state.counters["texts/s"] = 1 / atRandom;
+  io_state.counters["x_in_order"] = inOrder / atRandom;
+}
+
 void Arguments(benchmark::internal::Benchmark* i_pBenchmark) {
   i_pBenchmark->Arg(16)->Arg(32)->ArgName("px")->Iterations(500)->UseManualTime();
 }
@@ -90,6 +124,7 @@ BENCHMARK_CAPTURE(BesideMemset, draw, &CScene::Draw)->Apply(Arguments);
 BENCHMARK_CAPTURE(BesideMemset, draw_refresh, &CScene::DrawAndRefresh)->Apply(Arguments);
 BENCHMARK_CAPTURE(BesideMemset, clear, &CScene::ClearRows)->Apply(Arguments);
 BENCHMARK_CAPTURE(BesideMemset, erase_refresh, &CScene::EraseAndRefresh)->Apply(Arguments);
+BENCHMARK(SizesAtRandom)->Iterations(20)->UseManualTime();
 
 }  // namespace
 
