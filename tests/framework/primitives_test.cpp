@@ -1,10 +1,14 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <deque>
 #include <fstream>
 #include <thread>
 
+#include "framework/console.h"
+#include "framework/descriptor.h"
 #include "framework/heap.h"
 #include "framework/mutexrw.h"
 #include "framework/queue.h"
@@ -35,6 +39,32 @@ TEST(Cond, DeadlinesFollowTheRoundingRules) {
                 now.tv_usec + long{wait} * 1000);
       EXPECT_LT(deadline.tv_nsec, 1000000000);
     }
+}
+
+// With room for one line, which both threads see at the same time.
+TEST(Console, DropsWhatAPipeThatNobodyReadsCannotTakeAtOnce) {
+  const std::string line(PIPE_BUF, 'x');
+  for (int round = 0; round < 2000; ++round) {
+    SInt32 aEnds[2];
+    ASSERT_EQ(pipe(aEnds), 0);
+    ASSERT_EQ(fcntl(aEnds[1], F_SETPIPE_SZ, PIPE_BUF), PIPE_BUF);
+    std::atomic<Bool> bReady{false};
+    std::thread other([&] {
+      bReady = true;
+      PrintAtOnce(aEnds[1], line);
+    });
+    while (!bReady) continue;
+    PrintAtOnce(aEnds[1], line + line);
+    other.join();
+    int bytes = 0;
+    EXPECT_EQ(ioctl(aEnds[0], FIONREAD, &bytes), 0);
+    EXPECT_EQ(bytes, PIPE_BUF);
+    for (const SInt32 s32End : aEnds) close(s32End);
+  }
+  const CDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  errno = 0;
+  PrintAtOnce(full.Get(), line);
+  EXPECT_EQ(errno, 0);
 }
 
 TEST(MutexRW, WaitingWriterGoesBeforeNewReaders) {
