@@ -3,9 +3,12 @@
 #include <ft2build.h>
 #include FT_FREETYPE_H
 
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "common/osd/font_file.h"
+#include "framework/console.h"
 #include "platform/platform.h"
 
 namespace {
@@ -15,11 +18,8 @@ constexpr const char* kFontFile = "/usr/share/fonts/monos.ttf";
 constexpr UInt32 kThreshold = 128;
 constexpr UInt32 kGroup = T_FontSize::kGroup;
 
-// These lines go to standard output, not to the log; at once, also when that is a file or a pipe.
-void Print(const char* i_pText) {
-  std::fputs(i_pText, stdout);
-  std::fflush(stdout);
-}
+// These lines go to standard output, not to the log.
+void Print(const char* i_pText) { PrintAtOnce(STDOUT_FILENO, i_pText); }
 
 UInt32 WholePixels(FT_Pos i_26Dot6) {
   return static_cast<UInt32>(std::max<FT_Pos>(i_26Dot6 >> 6, 0));
@@ -200,8 +200,10 @@ CGlyphs::ECell CGlyphs::RenderCell(UInt8 i_u8Char, const char* i_pText, const UI
     return kCellFailed;
   }
   if (pFace->glyph->bitmap.pixel_mode != FT_PIXEL_MODE_GRAY) {
-    std::printf("got wrong picel mode, not match, it is 0x%x\n", pFace->glyph->bitmap.pixel_mode);
-    std::fflush(stdout);
+    char szText[64];
+    std::snprintf(szText, sizeof(szText), "got wrong picel mode, not match, it is 0x%x\n",
+                  pFace->glyph->bitmap.pixel_mode);
+    Print(szText);
     return kCellUntouched;
   }
   UInt8* const pMask = m_objSizes.AddMask(i_u8Char, i_pText);
