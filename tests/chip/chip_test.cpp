@@ -41,21 +41,38 @@ class CRun {
     Step(kInit, Pack(1, 7, -5, 7, 400, 200));
     Step(kInit, Pack(1, 6, 0, 0, 400, 0));
     Step(kText, T_Text{.m_u16Vout = 255, .m_u16Seq = 0x301, .m_text = "everywhere"}.Body());
+    Bytes icon = Pack(UInt16{0}, UInt16{0x201}, static_cast<UInt32>(kIcon.size()));
+    icon.insert(icon.end(), kIcon.begin(), kIcon.end());
+    for (const UInt8 byte : Pack(UInt16{2000}, UInt16{1000}, UInt16{0}, UInt16{5000}, UInt16{150}))
+      icon.push_back(byte);
+    Step(kImage, icon, true);
+    Step(kGuide, Pack(UInt16{0}, UInt16{1}, 0), true);
+    Step(kText, T_Text{.m_u16Seq = 0x302, .m_u16X = 3000, .m_text = "over both"}.Body());
+    Step(kImageHide, Pack(UInt16{0}, UInt16{0xFFFF}));
     Step(kCalibrate, {0});
     Step(kCalibrate, {1});
   }
-  // The renderer works in order: once it has looked for an output that never was, the step is done.
-  void Step(UInt32 i_u32Id, const Bytes& i_body) {
+  void Step(UInt32 i_u32Id, const Bytes& i_body, bool i_bPicture = false) {
     if (testing::Test::HasFailure()) return;
+    const std::vector<std::string> before = Layers();
+    Send(i_u32Id, i_body);
+    EXPECT_TRUE(!i_bPicture || Eventually([&] { return Layers() != before; }));
+    // The renderer works in order: once it has looked for an output that never was, all is done.
     const auto s32Never = static_cast<SInt32>(1000 + m_layers.size());
-    for (const auto& [u32Id, body] : {std::pair(i_u32Id, i_body), {kDeInit, Pack(s32Never)}}) {
-      m_pPeer->Send(Datagram(m_pPeer->NextSeq(), u32Id, body));
-      do m_replies.push_back(m_pPeer->Await());
-      while (!m_replies.back().empty() && m_replies.back().size() != 26);  // up to its ACK
-    }
+    Send(kDeInit, Pack(s32Never));
     EXPECT_TRUE(m_root.Logs("no need osd deinit for [" + std::to_string(s32Never) + "]"));
+    std::ranges::copy(Layers(), std::back_inserter(m_layers));
+  }
+  void Send(UInt32 i_u32Id, const Bytes& i_body) {
+    m_pPeer->Send(Datagram(m_pPeer->NextSeq(), i_u32Id, i_body));
+    do m_replies.push_back(m_pPeer->Await());
+    while (!m_replies.back().empty() && m_replies.back().size() != 26);  // up to its ACK
+  }
+  std::vector<std::string> Layers() const {
+    std::vector<std::string> layers;
     for (char layer = '0'; layer < '8'; ++layer)
-      m_layers.push_back(Seen(ReadFile(m_root.Path("/dev/fb") + layer)));
+      layers.push_back(Seen(ReadFile(m_root.Path("/dev/fb") + layer)));
+    return layers;
   }
   // Header and pixels, but neither the clock nor what a larger layer left behind.
   static std::string Seen(const std::string& i_file) {
@@ -65,6 +82,7 @@ class CRun {
     return i_file.substr(0, 56) + i_file.substr(4096, size_t{aSize[0]} * aSize[1]);
   }
 
+  static inline const std::string kIcon = "/usr/local/share/icon.png";
   CDeviceRoot m_root;
   CDaemon m_daemon;
   std::unique_ptr<CPeer> m_pPeer;
