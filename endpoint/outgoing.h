@@ -17,14 +17,14 @@ class COutgoing {
   static constexpr UInt32 kCapacity = 1024;
 
   // Queues a record of the kind T whose destination, header type, id and fields are filled; magic,
-  // version, sequence number and body length are filled here. With kCapacity records waiting the
-  // new one is lost, with a WARN line.
+  // version, sequence number and the length of the body as it will be sent are filled here. With
+  // kCapacity records waiting the new one is lost, with a WARN line.
   template <class T>
   void Queue(std::unique_ptr<T> i_pBody) {
     T_MsgHeader& header = i_pBody->m_stHeader;
     header.m_u32Magic = kMsgMagic;
     header.m_u8Version = 0;
-    header.m_u16ParamLen = BodySize(*i_pBody);
+    header.m_u16ParamLen = std::min<UInt16>(BodySize(*i_pBody), T::kMaxPacked - kMsgHeaderSize);
     T_MsgParams params;
     params.m_eMsgId = static_cast<MsgId>(header.m_u32Id);
     params.Body<T>() = std::move(i_pBody);

@@ -30,8 +30,7 @@ Bool PackOwned(T_MsgParams* io_pMsgParams, UInt8* o_pBuf, UInt32* o_u32BufLen,
                UInt32* o_u32RemoteAddr, UInt16* o_u16RemotePort) {
   std::unique_ptr<T>& pRecord = io_pMsgParams->Body<T>();
   if (!pRecord) return false;
-  *o_u32BufLen =
-      EncodeMessage(*pRecord, o_pBuf, T::kPacksHeaderOnly ? kMsgHeaderSize : kMaxDatagram);
+  *o_u32BufLen = EncodeMessage(*pRecord, o_pBuf, T::kMaxPacked);
   *o_u32RemoteAddr = pRecord->m_u32RemoteAddr;
   *o_u16RemotePort = pRecord->m_u16RemotePort;
   pRecord.reset();

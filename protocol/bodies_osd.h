@@ -26,7 +26,7 @@ struct T_MsgOsdScreenInfo : T_MsgBody {
 
 // Peers send the six fields, but the notice that this daemon sends has always been a bare header.
 struct T_MsgOsdDeinit : T_MsgOsdScreenInfo {
-  static constexpr Bool kPacksHeaderOnly = true;
+  static constexpr UInt32 kMaxPacked = kMsgHeaderSize;
 };
 
 struct T_MsgOsdStringShow : T_MsgBody {

@@ -54,8 +54,8 @@ struct T_MsgHeader {
 struct T_MsgBody {
   // The parser keeps a refused record of the message instead of freeing it.
   static constexpr Bool kKeptWhenRefused = false;
-  // MsgPack sends the message without its body.
-  static constexpr Bool kPacksHeaderOnly = false;
+  // The longest datagram that MsgPack makes of the message; what passes it is not sent.
+  static constexpr UInt32 kMaxPacked = kMaxDatagram;
 
   UInt32 m_u32RemoteAddr = 0;  // destination when the record is sent, host order
   UInt16 m_u16RemotePort = 0;  // host order

@@ -199,6 +199,20 @@ TEST_F(Commands, CalibrationTakesItsSizeFromTheResolutionFile) {
   EXPECT_EQ(g_commands.size(), 1u);
 }
 
+TEST_F(Commands, AHeaderTellsTheLengthOfTheBodyThatIsSent) {
+  const auto lengthOf = [this](auto i_pBody) {
+    const T_MsgHeader& header = i_pBody->m_stHeader;  // the queue keeps it
+    m_pTask->Outgoing().Queue(std::move(i_pBody));
+    return header.m_u16ParamLen;
+  };
+  EXPECT_EQ(lengthOf(std::make_unique<T_MsgOsdDeinit>()), 0) << "sent without its six fields";
+  auto pCut = std::make_unique<T_MsgOsdStringShow>();
+  pCut->m_u32Flag = kStringShowTextFollows;
+  pCut->m_u16StrLen = 0xFFFF;
+  pCut->m_pStr = std::make_unique<char[]>(0xFFFF);
+  EXPECT_EQ(lengthOf(std::move(pCut)), 4096 - 18);
+}
+
 // A socket on a loopback port of the kernel's choice.
 int BoundSocket(sockaddr_in* o_pAddress) {
   const int fd = socket(AF_INET, SOCK_DGRAM, 0);
