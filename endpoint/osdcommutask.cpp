@@ -178,12 +178,12 @@ void COsdCommuTask::ProcessReadEvent() {
 void COsdCommuTask::ProcessDatagram(const UInt8* i_pBuf, UInt32 i_u32Len, UInt32 i_u32RemoteAddr,
                                     UInt16 i_u16RemotePort) {
   m_tMsgSeq.m_u16RemotePort = i_u16RemotePort;
-  UInt32 u32MsgId = 0;
+  MsgId eMsgId = RES_MSG_ACK;
   T_MsgParams params;  // frees all that is left in it, whatever the result
-  const CmdErr eResult = CAPIParser::MsgParse(i_pBuf, i_u32Len, &m_tMsgSeq, &u32MsgId, &params);
+  const CmdErr eResult = CAPIParser::MsgParse(i_pBuf, i_u32Len, &m_tMsgSeq, &eMsgId, &params);
   if (eResult == kCmdSuccess) {
-    CAPIParser::PrintMsg(u32MsgId, i_u16RemotePort, &params);
-    ProcessOsdMsg(u32MsgId, i_u32RemoteAddr, i_u16RemotePort, &params);
+    CAPIParser::PrintMsg(eMsgId, i_u16RemotePort, &params);
+    ProcessOsdMsg(eMsgId, i_u32RemoteAddr, i_u16RemotePort, &params);
     return;
   }
   LOG_ERROR("parse error nRet<%u>", eResult);

@@ -6,6 +6,7 @@
 
 #include "framework/assert.h"
 #include "framework/log.h"
+#include "protocol/trace.h"
 
 namespace {
 
@@ -72,7 +73,7 @@ CmdErr CheckSequence(UInt32 i_u32Seq, T_MsgSeq* io_ptMsgSeq) {
 }  // namespace
 
 CmdErr CAPIParser::MsgParse(const UInt8* i_pBuf, UInt32 i_u32Len, T_MsgSeq* io_ptMsgSeq,
-                            UInt32* o_pMsgId, T_MsgParams* o_ptMsgParams) {
+                            MsgId* o_pMsgId, T_MsgParams* o_ptMsgParams) {
   OSD_ASSERT(nullptr != i_pBuf, "NULL != i_pBuf", "apiparser", __LINE__);
   OSD_ASSERT(nullptr != o_pMsgId, "NULL != o_pMsgId", "apiparser", __LINE__);
   OSD_ASSERT(nullptr != o_ptMsgParams, "NULL != o_ptMsgParams", "apiparser", __LINE__);
@@ -83,8 +84,7 @@ CmdErr CAPIParser::MsgParse(const UInt8* i_pBuf, UInt32 i_u32Len, T_MsgSeq* io_p
 
   T_MsgHeader stMsgHead;
   const CmdErr eResult = MsgHeadParse(aDatagram.data(), u32Len, io_ptMsgSeq, &stMsgHead);
-  *o_pMsgId = stMsgHead.m_u32Id;
-  o_ptMsgParams->m_eMsgId = static_cast<MsgId>(stMsgHead.m_u32Id);
+  *o_pMsgId = o_ptMsgParams->m_eMsgId = static_cast<MsgId>(stMsgHead.m_u32Id);
   if (eResult == kCmdSuccess)
     return MsgBodyParse(aDatagram.data(), aDatagram.size(), stMsgHead, o_ptMsgParams);
   o_ptMsgParams->m_pHeadError = std::make_unique<T_MsgHeadError>();
@@ -144,10 +144,12 @@ CmdErr CAPIParser::MsgBodyParse(const UInt8* i_pBuf, UInt32 i_u32Readable,
                                      o_ptMsgParams);
 }
 
+// Inside the rows __LINE__ would be a line of messages.def.
+constexpr UInt32 kBodyAssertionLine = __LINE__;
 #define OSD_MESSAGE(i_id, i_Name, i_Record, i_len, i_pText, ...)                       \
   CmdErr CAPIParser::ParseMsg##i_Name(const UInt8* i_pBody, UInt32 i_u32Readable,      \
                                       const T_MsgHeader& i_stMsgHead, i_Record* o_p) { \
-    OSD_ASSERT(nullptr != o_p, i_pText, "apiparser", __LINE__);                        \
+    OSD_ASSERT(nullptr != o_p, i_pText, "apiparser", kBodyAssertionLine);              \
     return DecodeBody(i_pBody, i_u32Readable, i_stMsgHead, o_p);                       \
   }
 #include "protocol/messages.def"
@@ -164,4 +166,16 @@ CmdErr CAPIParser::MsgPack(T_MsgParams* i_tMsgParams, UInt8* o_pBuf, UInt32* o_u
                                                       o_u32RemoteAddr, o_u16RemotePort))
     LOG_WARN("MsgPack Unknown MsgId");
   return kCmdSuccess;
+}
+
+void CAPIParser::PrintMsg(MsgId i_eMsgId, UInt16 i_u16RemotePort,
+                          const T_MsgParams* i_ptMsgParams) {
+  OSD_ASSERT(nullptr != i_ptMsgParams, "NULL != i_ptMsgParams", "apiparser", __LINE__);
+  if (!Trace(i_eMsgId, ModuleName(i_u16RemotePort), *i_ptMsgParams))
+    LOG_WARN("CAPIParser PrintMsg fail, ID is undefine");
+}
+
+const char* CAPIParser::ModuleName(UInt16 i_u16Port) {
+  const T_Peer* pPeer = FindPeer(i_u16Port);
+  return pPeer != nullptr ? pPeer->m_pName : "Unknown";
 }

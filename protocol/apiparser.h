@@ -45,12 +45,12 @@ class T_MsgParams {
 class CAPIParser {
  public:
   // Decodes a received datagram of i_u32Len bytes; bytes that a body wants and that did not arrive
-  // read as 0, and what passes kMaxDatagram is ignored. *o_pMsgId is the id that was read, also on
-  // failure (0 when the header is incomplete). io_ptMsgSeq has the remote port set and takes the
+  // read as 0, and what passes kMaxDatagram is ignored. *o_pMsgId is the id that was read, whether
+  // it has a name or not, also on failure (0 when the header is incomplete). io_ptMsgSeq has the remote port set and takes the
   // sequence number once the whole header is good. *o_ptMsgParams should be empty; it receives
   // the body record, or m_pHeadError when the header is refused. All nine failures of CmdErr.
   static CmdErr MsgParse(const UInt8* i_pBuf, UInt32 i_u32Len, T_MsgSeq* io_ptMsgSeq,
-                         UInt32* o_pMsgId, T_MsgParams* o_ptMsgParams);
+                         MsgId* o_pMsgId, T_MsgParams* o_ptMsgParams);
 
   // Decodes and checks the header. From 18 bytes on *o_pMsgHead is filled, whatever the result;
   // below it is left alone. Every failure but kCmdBody.
@@ -80,5 +80,8 @@ class CAPIParser {
 
   // One INFO line (for a batch one more per entry) that tells the message and the name of its
   // peer; a WARN line for a message that has no format or no record.
-  static void PrintMsg(UInt32 i_u32MsgId, UInt16 i_u16RemotePort, const T_MsgParams* i_ptMsgParams);
+  static void PrintMsg(MsgId i_eMsgId, UInt16 i_u16RemotePort, const T_MsgParams* i_ptMsgParams);
+
+  // The peer's name; "Unknown" for ports that are not in the table. Never null, static.
+  static const char* ModuleName(UInt16 i_u16Port);
 };

@@ -25,8 +25,3 @@ const T_Peer* FindPeer(UInt16 i_u16Port) {
   const UInt32 u32Index = static_cast<UInt32>(i_u16Port) - kPeers[0].m_u16Port;
   return u32Index < std::size(kPeers) ? &kPeers[u32Index] : nullptr;
 }
-
-const char* ModuleName(UInt16 i_u16Port) {
-  const T_Peer* pPeer = FindPeer(i_u16Port);
-  return pPeer != nullptr ? pPeer->m_pName : "Unknown";
-}

@@ -46,6 +46,3 @@ struct T_MsgSeq {
 
 // The row of a port, or null. The row may be without a slot. Any thread.
 const T_Peer* FindPeer(UInt16 i_u16Port);
-
-// The peer's name; "Unknown" for ports that are not in the table. Never null, static.
-const char* ModuleName(UInt16 i_u16Port);

@@ -1,9 +1,8 @@
-// CAPIParser::PrintMsg: one line per message, made of its row's format and its field list.
+#include "protocol/trace.h"
+
 #include <tuple>
 
-#include "framework/assert.h"
 #include "framework/log.h"
-#include "protocol/apiparser.h"
 
 namespace {
 
@@ -56,10 +55,7 @@ constexpr Bool (*kTraces[])(const char*, const T_MsgParams&) = {
 
 }  // namespace
 
-void CAPIParser::PrintMsg(UInt32 i_u32MsgId, UInt16 i_u16RemotePort,
-                          const T_MsgParams* i_ptMsgParams) {
-  OSD_ASSERT(nullptr != i_ptMsgParams, "NULL != i_ptMsgParams", "apiparser", __LINE__);
-  const T_CatalogueRow* pRow = FindMessage(i_u32MsgId);
-  if (pRow == nullptr || !kTraces[pRow - kCatalogue](ModuleName(i_u16RemotePort), *i_ptMsgParams))
-    LOG_WARN("CAPIParser PrintMsg fail, ID is undefine");
+Bool Trace(MsgId i_eMsgId, const char* i_pModule, const T_MsgParams& i_params) {
+  const T_CatalogueRow* pRow = FindMessage(i_eMsgId);
+  return pRow != nullptr && kTraces[pRow - kCatalogue](i_pModule, i_params);
 }

@@ -72,14 +72,14 @@ TEST(Fuzz, AnyBytesAreHandledOrRefused) {
     const auto pDatagram = std::make_unique<UInt8[]>(u32Len);
     std::memcpy(pDatagram.get(), aWhole, u32Len);
     seq.m_u16RemotePort = kPeers[random() % std::size(kPeers)].m_u16Port;
-    UInt32 u32Id = 0;
+    MsgId eId = RES_MSG_ACK;
     T_MsgParams params;
-    const CmdErr eResult = CAPIParser::MsgParse(pDatagram.get(), u32Len, &seq, &u32Id, &params);
+    const CmdErr eResult = CAPIParser::MsgParse(pDatagram.get(), u32Len, &seq, &eId, &params);
     ASSERT_LE(eResult, kCmdPort);
     ++aResults[eResult];
     if (eResult == kCmdSuccess) {
-      CAPIParser::PrintMsg(u32Id, seq.m_u16RemotePort, &params);
-      pTask->ProcessOsdMsg(u32Id, 0x7F000001, seq.m_u16RemotePort, &params);
+      CAPIParser::PrintMsg(eId, seq.m_u16RemotePort, &params);
+      pTask->ProcessOsdMsg(eId, 0x7F000001, seq.m_u16RemotePort, &params);
     } else if (params.m_pHeadError) {
       const T_Received refused{params.m_pHeadError->m_stHeader, 0x7F000001, seq.m_u16RemotePort};
       RefuseDatagram(pTask->Outgoing(), eResult, refused, 0);

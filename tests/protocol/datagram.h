@@ -23,14 +23,14 @@ inline Bytes Counting(size_t i_count) {
 // What became of one datagram.
 struct T_Parsed {
   CmdErr m_eResult;
-  UInt32 m_u32Id;
+  MsgId m_eId;
   T_MsgParams m_params;
 };
 
 inline T_Parsed Parse(const Bytes& i_datagram, T_MsgSeq& io_seq) {
-  T_Parsed parsed{kCmdSuccess, 0xDEAD, {}};
+  T_Parsed parsed{kCmdSuccess, MsgId{0xDEAD}, {}};
   parsed.m_eResult = CAPIParser::MsgParse(i_datagram.data(), static_cast<UInt32>(i_datagram.size()),
-                                          &io_seq, &parsed.m_u32Id, &parsed.m_params);
+                                          &io_seq, &parsed.m_eId, &parsed.m_params);
   return parsed;
 }
 

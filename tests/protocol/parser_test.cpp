@@ -22,9 +22,9 @@ TEST(ParserHeader, ChecksComeInOrderAndLeaveTheSlotAlone) {
     const T_Parsed parsed = Parse(datagram, seq);
     EXPECT_EQ(parsed.m_eResult, eResult);
     EXPECT_TRUE(line.empty() || log.Has(line)) << line;
-    EXPECT_EQ(parsed.m_u32Id, 0x20000u + datagram[12]);
+    EXPECT_EQ(parsed.m_eId, 0x20000u + datagram[12]);
     ASSERT_TRUE(parsed.m_params.m_pHeadError);
-    EXPECT_EQ(parsed.m_params.m_pHeadError->m_stHeader.m_u32Id, parsed.m_u32Id);
+    EXPECT_EQ(parsed.m_params.m_pHeadError->m_stHeader.m_u32Id, parsed.m_eId);
     EXPECT_EQ(seq.m_aSeq[0], 7u);
     std::copy(mended.begin(), mended.end(), datagram.begin() + static_cast<std::ptrdiff_t>(at));
   }

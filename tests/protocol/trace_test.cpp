@@ -13,7 +13,7 @@ Lines TraceOf(UInt32 i_u32Id, const Bytes& i_body) {
   const T_Parsed parsed = Parse(Datagram(7, i_u32Id, i_body));
   EXPECT_EQ(parsed.m_eResult, kCmdSuccess) << i_u32Id;
   CLogCapture log;
-  CAPIParser::PrintMsg(i_u32Id, kMainCtl, &parsed.m_params);
+  CAPIParser::PrintMsg(MsgId{i_u32Id}, kMainCtl, &parsed.m_params);
   return log.Take();
 }
 
@@ -87,7 +87,7 @@ TEST(Trace, MessagesWithoutAFormatLeaveAWarning) {
   CLogCapture log;
   for (UInt32 u32Id : {0x00020007u, static_cast<UInt32>(kMsgOsdInit)}) {
     const T_MsgParams empty;
-    CAPIParser::PrintMsg(u32Id, kMainCtl, &empty);
+    CAPIParser::PrintMsg(MsgId{u32Id}, kMainCtl, &empty);
     EXPECT_EQ(log.Take(), warning) << u32Id;
   }
 }
