@@ -17,9 +17,22 @@
 
 namespace {
 
+constexpr rlim_t kMostDescriptors = 65536;  // that are closed one by one, however many are allowed
+
+// In the child, whose descriptors are its own though its memory is not: above the standard streams
+// none is a program's business. A kernel before 5.9 wants them one by one.
+void CloseTheRest() {
+  constexpr UInt32 u32First = STDERR_FILENO + 1;
+  if (close_range(u32First, ~0U, 0) == 0) return;
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const auto end = static_cast<SInt32>(std::min(limit.rlim_cur, kMostDescriptors));
+  for (SInt32 fd = u32First; fd < end; ++fd) close(fd);
+}
+
 // The child of vfork runs in the parent's memory until execvp. A signal to the process group must
-// not run the daemon's handler there, so all signals wait until those that the daemon handles have
-// their default meaning in the child. i_prepare runs there and makes plain system calls only.
+// not run the daemon's handler there, so all signals wait until those that the daemon handles or
+// ignores have their default meaning in the child. i_prepare runs there and makes plain system calls only.
 template <class T_Prepare>
 pid_t Spawn(const char* i_pFile, const char* const* i_pArguments, const T_Prepare& i_prepare) {
   struct sigaction standard = {};
@@ -35,7 +48,9 @@ pid_t Spawn(const char* i_pFile, const char* const* i_pArguments, const T_Prepar
     sigaction(SIGINT, &standard, nullptr);
     sigaction(SIGTERM, &standard, nullptr);
     sigaction(SIGPIPE, &standard, nullptr);
+    sigaction(SIGXFSZ, &standard, nullptr);
     i_prepare();
+    CloseTheRest();
     sigprocmask(SIG_SETMASK, &before, nullptr);
     execvp(i_pFile, const_cast<char* const*>(i_pArguments));
     _exit(127);

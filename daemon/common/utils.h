@@ -1,4 +1,4 @@
-// Running external commands.
+// Running external commands. They get the standard streams and no other descriptor of the daemon's.
 #pragma once
 
 #include <stop_token>

@@ -26,9 +26,18 @@ TEST(ShellCommand, ChildHasDefaultStopSignalsAndTheCallersMask) {
   const auto before = std::signal(SIGTERM, [](int) {});
   EXPECT_EQ(my_system("kill -TERM $$; exit 5"), SIGTERM) << "the shell kept the daemon's handler";
   std::signal(SIGTERM, before);
+  std::signal(SIGXFSZ, SIG_IGN);
+  EXPECT_EQ(my_system("ulimit -c 0; kill -XFSZ $$; exit 5"), SIGXFSZ);
+  std::signal(SIGXFSZ, SIG_DFL);
   sigset_t mask;
   sigprocmask(SIG_SETMASK, nullptr, &mask);
   EXPECT_FALSE(sigismember(&mask, SIGINT));
+}
+
+TEST(ShellCommand, ChildHasNoDescriptorOfTheCallers) {
+  const int open = dup(STDERR_FILENO);  // not closed by exec itself, like the log's
+  EXPECT_EQ(my_system(("test ! -e /proc/self/fd/" + std::to_string(open)).c_str()), 0);
+  close(open);
 }
 
 TEST(ShellCommand, QuotedTextStaysOneWord) {
