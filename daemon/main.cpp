@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <string_view>
 
 #include "daemon/modules.h"
@@ -34,6 +35,7 @@ constexpr UInt32 kThreadStackBytes = 0x180000;
 constexpr UInt32 kTaskThreads = 4;
 constexpr const char* kLocalAddr = "127.0.0.1";
 constexpr UInt16 kLocalPort = 9636;
+constexpr const char* kPidFile = "/var/run/osd.pid";
 
 // Goes from 1 to 0 once; lock-free, so the signal handler may write it.
 std::atomic<SInt32> g_s32Run{1};
@@ -46,7 +48,10 @@ void PrintUsage(const char* i_pProgram) {
   std::fflush(stdout);
 }
 
+// The supervisor of a second instance would start it again and again, and each start would empty
+// the first one's pid file; it is therefore told here, where its caller still sees it.
 void Daemonize(const char* i_pProgram) {
+  if (IsPidFileLocked(SystemPath(kPidFile).c_str())) std::exit(1);
   if (daemon(0, 0) != 0) std::perror("osdsrv: cannot detach, staying in the foreground");
   CreateWatchdog(i_pProgram);
 }
@@ -124,15 +129,17 @@ void HandleSig(SInt32 i_s32Signal) {
 }
 
 int main(int argc, char** argv) {
+  // A reader that is gone and a file at its limit are told by the write that fails.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   OpenStandardStreams();
   ParseOptions(argc, argv);
   sleep(2);  // the rest of the device comes up meanwhile
   const std::string strLogConf = SystemPath("/usr/local/etc/ztosdlog.conf");
   Bool bLogging = CLog::Configure(strLogConf.c_str());
-  if (!AcquirePidFile(SystemPath("/var/run/osd.pid").c_str())) return 1;
+  if (!AcquirePidFile(SystemPath(kPidFile).c_str())) return 1;
   std::signal(SIGINT, HandleSig);
   std::signal(SIGTERM, HandleSig);
-  std::signal(SIGPIPE, SIG_IGN);  // whoever read our output may be gone
   std::signal(SIGCHLD, SIG_DFL);  // a launcher that ignores it would hide the ends of children
   StartFramework();
   StartModules();

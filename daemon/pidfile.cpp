@@ -8,7 +8,23 @@
 #include <cstdio>
 #include <cstring>
 
+#include "framework/descriptor.h"
 #include "framework/log.h"
+
+namespace {
+
+Bool Lock(SInt32 i_s32Fd) {
+  if (flock(i_s32Fd, LOCK_EX | LOCK_NB) == 0) return true;
+  std::puts("process allready started");
+  return false;
+}
+
+}  // namespace
+
+Bool IsPidFileLocked(const char* i_pPath) {
+  const CDescriptor file(open(i_pPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  return file.Get() >= 0 && !Lock(file.Get());
+}
 
 Bool AcquirePidFile(const char* i_pPath) {
   // Never closed, so that the lock lives as long as the process; not inherited by commands that it
@@ -19,10 +35,7 @@ Bool AcquirePidFile(const char* i_pPath) {
     LOG_ERROR("open pid file failed: %s", strerror(errno));
     return false;
   }
-  if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
-    std::puts("process allready started");
-    return false;
-  }
+  if (!Lock(fd)) return false;
   char szPid[16];
   const int length = std::snprintf(szPid, sizeof(szPid), "%d", getpid());
   if (write(fd, szPid, static_cast<size_t>(length)) != length)

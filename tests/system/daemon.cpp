@@ -11,7 +11,7 @@
 namespace {
 
 [[noreturn]] void Execute(const std::string& i_root, const std::string& i_output,
-                          const char* i_pOption) {
+                          const char* i_pOption, SInt32 i_s32Out) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   setenv("OSD_ROOT", i_root.c_str(), 1);
   // Sanitizers report into the device root, and leave signals that tests send to their defaults.
@@ -20,7 +20,8 @@ namespace {
     const std::string options = ":handle_segv=0:log_path=" + i_root + "/report";
     setenv(pName, ((pNow != nullptr ? pNow : "") + options).c_str(), 1);
   }
-  dup2(open((i_output + ".out").c_str(), O_WRONLY | O_CREAT, 0644), STDOUT_FILENO);
+  if (i_s32Out < 0) i_s32Out = open((i_output + ".out").c_str(), O_WRONLY | O_CREAT, 0644);
+  dup2(i_s32Out, STDOUT_FILENO);
   dup2(open((i_output + ".err").c_str(), O_WRONLY | O_CREAT, 0644), STDERR_FILENO);
   close_range(3, ~0U, 0);
   execl(OSD_DAEMON, "osdsrv", i_pOption, nullptr);
@@ -55,11 +56,11 @@ std::vector<std::string> CDeviceRoot::Log() const {
   return lines;
 }
 
-CDaemon::CDaemon(const CDeviceRoot& i_root, const char* i_pOption) {
+CDaemon::CDaemon(const CDeviceRoot& i_root, const char* i_pOption, SInt32 i_s32Out) {
   static UInt32 s_u32Started = 0;
   m_output = i_root.Path("/output" + std::to_string(s_u32Started++));
   m_pid = fork();
-  if (m_pid == 0) Execute(i_root.Path(""), m_output, i_pOption);
+  if (m_pid == 0) Execute(i_root.Path(""), m_output, i_pOption, i_s32Out);
 }
 
 SInt32 CDaemon::Stop(SInt32 i_s32Signal) {

@@ -46,7 +46,9 @@ class CDeviceRoot {
 class CDaemon {
  public:
   // Starts it on i_root, which outlives it; killed at the end if it still runs.
-  explicit CDaemon(const CDeviceRoot& i_root, const char* i_pOption = nullptr);
+  // Prints into i_s32Out when there is one.
+  explicit CDaemon(const CDeviceRoot& i_root, const char* i_pOption = nullptr,
+                   SInt32 i_s32Out = -1);
   ~CDaemon() { Stop(SIGKILL); }
   CDaemon(const CDaemon&) = delete;
   CDaemon& operator=(const CDaemon&) = delete;

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 
 #include <filesystem>
 
@@ -17,11 +18,21 @@ TEST(Process, ServesWithHelpAndAloneOnItsDevice) {
   const CDeviceRoot root;
   CDaemon daemon(root, "-h");
   EXPECT_GT(CPeer(9634).AwaitAnswer(), 0U);
+  CDaemon detached(root, "-D");
+  EXPECT_EQ(detached.Stop(0), 1);
+  EXPECT_EQ(detached.Out(), "process allready started\n");
   EXPECT_EQ(root.PidInFile(), daemon.Pid());
   CDaemon second(root);
   EXPECT_EQ(second.Stop(0), 1);
   EXPECT_EQ(second.Out(), "process allready started\n");
   EXPECT_EQ(ReadFile(root.Path("/var/run/osd.pid")), "");
+  rlimit before{};
+  prlimit(daemon.Pid(), RLIMIT_FSIZE, nullptr, &before);
+  const rlimit few{100, before.rlim_max};
+  prlimit(daemon.Pid(), RLIMIT_FSIZE, &few, nullptr);
+  EXPECT_GT(CPeer(9634).AwaitAnswer(), 0U);
+  EXPECT_NE(daemon.Err().find("File too large"), std::string::npos) << daemon.Err();
+  prlimit(daemon.Pid(), RLIMIT_FSIZE, &before, nullptr);
   EXPECT_EQ(daemon.Stop(SIGINT), 0);
   EXPECT_EQ(daemon.Out(), kUsage + std::string("\033[0;31mprogram will exit now!\033[0;39m\n"));
 }
@@ -35,10 +46,14 @@ TEST(Process, ServesWithoutLogConfiguration) {
   EXPECT_NE(daemon.Err().find("ztosdlog.conf"), std::string::npos);
 }
 
-TEST(Process, ServesWhileItsLogIsFullAndEndsWithoutItsPidFolder) {
+TEST(Process, ServesWhileItsOutputIsLostAndEndsWithoutItsPidFolder) {
   const CDeviceRoot root;
   std::filesystem::create_symlink("/dev/full", root.Path("/var/log/osdsrv.log"));
-  CDaemon daemon(root, "-f");
+  int aEnds[2];
+  ASSERT_EQ(pipe2(aEnds, O_CLOEXEC), 0);
+  close(aEnds[0]);
+  CDaemon daemon(root, "-fh", aEnds[1]);  // nobody reads the usage
+  close(aEnds[1]);
   const CDeviceRoot other;
   std::filesystem::remove_all(other.Path("/var/run"));
   CDaemon homeless(other);
