@@ -1,17 +1,14 @@
 #include "endpoint/osdcommands.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <string_view>
 
 #include "common/osd/commands.h"
 #include "common/osd/disp_record.h"
 #include "daemon/common/bus.h"
+#include "endpoint/resolution_file.h"
 #include "framework/log.h"
 #include "platform/platform.h"
 #include "protocol/peers.h"
@@ -89,33 +86,16 @@ Bool IsWhole(std::string_view i_path) {
   return false;
 }
 
-// The number after the first "=" of a line that begins with i_pName; a line without one is 0.
-void ReadSetting(const char* i_pLine, const char* i_pName, UInt32* io_pu32Value) {
-  if (std::strncmp(i_pLine, i_pName, std::strlen(i_pName)) != 0) return;
-  const char* const pEqual = std::strchr(i_pLine, '=');
-  const long long number = pEqual == nullptr ? 0 : std::strtoll(pEqual + 1, nullptr, 10);
-  *io_pu32Value =
-      static_cast<UInt32>(std::clamp<long long>(number, 0, std::numeric_limits<UInt32>::max()));
-}
-
 void InitFromResolutionFile() {
-  using T_File = std::unique_ptr<FILE, int (*)(FILE*)>;
-  const T_File file(std::fopen(SystemPath(kResolutionFile).c_str(), "re"), &std::fclose);
-  if (file == nullptr) {
-    LOG_ERROR("can not open resolution.cfg: <%s>!!!", std::strerror(errno));
+  const T_Resolution size = ReadResolutionFile(SystemPath(kResolutionFile));
+  if (!size) {
+    LOG_ERROR("can not open resolution.cfg: <%s>!!!", size.m_strReason.c_str());
     return;
   }
-  UInt32 u32Width = 0;
-  UInt32 u32Height = 0;
-  char szLine[20];
-  while (std::fgets(szLine, sizeof(szLine), file.get()) != nullptr) {
-    ReadSetting(szLine, "width", &u32Width);
-    ReadSetting(szLine, "height", &u32Height);
-  }
-  LOG_INFO("get resolution.cfg [%u x %u]", u32Width, u32Height);
+  LOG_INFO("get resolution.cfg [%u x %u]", size.m_u32Width, size.m_u32Height);
   T_ModuleMsg command = MakeCommand(kOsdInit);
-  command.PutWord(4, u32Width);
-  command.PutWord(5, u32Height);
+  command.PutWord(4, size.m_u32Width);
+  command.PutWord(5, size.m_u32Height);
   Send(command);
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -166,7 +167,7 @@ TEST_F(Commands, PicturesTravelWithTheirPaths) {
 TEST_F(Commands, CalibrationTakesItsSizeFromTheResolutionFile) {
   constexpr UInt32 kAny = 0xFFFFFFFF;  // out of range: some number, but no crash
   struct T_Case {
-    const char* m_pContent;
+    std::string m_content;
     UInt32 m_u32W, m_u32H;
   };
   const std::filesystem::path file = SystemPath("/tmpfile/resolution.cfg");
@@ -176,21 +177,30 @@ TEST_F(Commands, CalibrationTakesItsSizeFromTheResolutionFile) {
                           {"height = 720x\nwidth: 5\nwidth=1 \nwidths==3\nheight=x", 0, 0},
                           {"width=-5\nheight=99999999999999999999999", 0, kAny},
                           {"\xff\x01 width=3", 0, 0},
-                          {"xxxxxxxxxxxxxxxxxxxwidth=640", 640, 0}}) {
-    std::ofstream(file) << c.m_pContent;
+                          {"xxxxxxxxxxxxxxxxxxxwidth=640", 640, 0},
+                          {std::string("width=7\0\nheight=8", 17), 7, 8},
+                          {std::string(4094, '\n') + "width=9", 0, 0}}) {
+    std::ofstream(file) << c.m_content;
     Request(kMsgOsdTouchCalibration, request);
     const T_ModuleMsg& command = g_commands.back();
     EXPECT_EQ(command.m_u32MsgNo, 0x500u);
     EXPECT_EQ(command.Word(1), 0u);
-    EXPECT_EQ(command.Word(4), c.m_u32W) << c.m_pContent;
-    EXPECT_TRUE(c.m_u32H == kAny || command.Word(5) == c.m_u32H) << c.m_pContent;
+    EXPECT_EQ(command.Word(4), c.m_u32W) << c.m_content;
+    EXPECT_TRUE(c.m_u32H == kAny || command.Word(5) == c.m_u32H) << c.m_content;
   }
   EXPECT_TRUE(m_log.Has("INFO get resolution.cfg [1920 x 1080]"));
-  std::filesystem::remove(file);
   g_commands.clear();
+  std::filesystem::remove(file);
   Request(kMsgOsdTouchCalibration, request);
+  ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);  // without a writer, a reader waits for ever
+  Request(kMsgOsdTouchCalibration, request);
+  std::filesystem::remove(file);
+  std::filesystem::create_symlink("/dev/zero", file);
+  Request(kMsgOsdTouchCalibration, request);
+  std::filesystem::remove(file);
   EXPECT_TRUE(g_commands.empty());
   EXPECT_TRUE(m_log.Has("ERROR can not open resolution.cfg: <No such file or directory>!!!"));
+  EXPECT_EQ(m_log.Count("ERROR can not open resolution.cfg: <it is not a regular file>!!!"), 2);
   request.m_u8CalibrationMode = 1;
   Request(kMsgOsdTouchCalibration, request);
   EXPECT_EQ(g_commands.back().m_u32MsgNo, 0x501u);
