@@ -7,6 +7,7 @@
 
 #include "daemon/common/bus.h"
 #include "endpoint/osdcommands.h"
+#include "endpoint/port_owner.h"
 #include "endpoint/replies.h"
 #include "framework/assert.h"
 #include "framework/log.h"
@@ -109,6 +110,8 @@ void COsdCommuTask::ProcessStartEvent() {
   OSD_ASSERT(SOCKET_STATE_INIT == m_eSocketState, "SOCKET_STATE_INIT == m_eSocketState",
              "osdcommutask", __LINE__);
   if (m_udpSocket.Open() != OS_NoErr) return;
+  // A program that shares the port cannot keep the daemon out; once bound, the daemon shares it
+  // with nobody.
   m_udpSocket.ReuseAddr();
   m_eSocketState = SOCKET_STATE_OPEN;
   InitSendSocket();
@@ -128,17 +131,27 @@ void COsdCommuTask::InitSendSocket() {
               strerror(error));
 }
 
+void COsdCommuTask::LogBindFailure(OS_Error i_s32Error) const {
+  LOG_WARN("cannot bind %s:%u: %s; trying again every second", m_strLocalAddr.c_str(),
+           m_u16LocalPort, strerror(i_s32Error));
+  if (i_s32Error != EADDRINUSE) return;
+  const UInt32 u32Addr = CSocketUtils::ConvertStringToAddr(m_strLocalAddr.c_str());
+  const std::string owner = PortOwner(u32Addr, m_u16LocalPort);
+  if (!owner.empty())
+    LOG_WARN("%s:%u is taken by %s", m_strLocalAddr.c_str(), m_u16LocalPort,
+             Printable(owner).c_str());
+}
+
 void COsdCommuTask::Bind() {
   if (m_eSocketState != SOCKET_STATE_OPEN) return;
   const UInt32 u32Addr = CSocketUtils::ConvertStringToAddr(m_strLocalAddr.c_str());
   const OS_Error error = m_udpSocket.Bind(u32Addr, m_u16LocalPort);
   if (error != OS_NoErr) {
-    if (error != std::exchange(m_s32BindError, error))
-      LOG_WARN("cannot bind %s:%u: %s; trying again every second", m_strLocalAddr.c_str(),
-               m_u16LocalPort, strerror(error));
+    if (error != std::exchange(m_s32BindError, error)) LogBindFailure(error);
     m_objTimeoutTask.SetTimeout(kBindRetryMs);
     return;
   }
+  m_udpSocket.KeepAddr();
   m_eSocketState = SOCKET_STATE_BOUND;
   m_udpSocket.RequestEvent(EV_RE);
   m_objTimeoutTask.SetTimeout(0);

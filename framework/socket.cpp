@@ -67,6 +67,11 @@ void CSocket::ReuseAddr() {
   OSD_ASSERT(s32Err == 0, "s32Err == 0", "socket", 59);
 }
 
+void CSocket::KeepAddr() {
+  const OS_Error s32Err = SetOption(SOL_SOCKET, SO_REUSEADDR, SInt32{0});
+  OSD_ASSERT(s32Err == 0, "s32Err == 0", "socket", __LINE__);
+}
+
 void CSocket::NoDelay() {
   const OS_Error s32Err = SetOption(IPPROTO_TCP, TCP_NODELAY, SInt32{1});
   OSD_ASSERT(s32Err == 0, "s32Err == 0", "socket", 66);

@@ -34,6 +34,9 @@ class CSocket : public CEventContext {
 
   // An option that is refused is fatal, except for the receive buffer's.
   void ReuseAddr();
+  // Takes ReuseAddr back: from now on no other socket is bound to the address of this one, whatever
+  // it allows itself. One that shares it already stays.
+  void KeepAddr();
   void NoDelay();
   void KeepAlive();
   void SetSocketBufSize(UInt32 i_u32Size);  // bytes of the send buffer

@@ -263,7 +263,11 @@ TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
   pTask->Signal(CTask::kStartEvent | CTask::kTimeoutEvent);                  // two attempts
   const std::string told = "WARN cannot bind 127.0.0.1:" + std::to_string(ntohs(port.sin_port)) +
                            ": Address already in use; trying again every second";
-  for (int turn = 0; turn < 1000 && !m_log.Has(told); ++turn) CThread::Sleep(10);
+  std::string name;
+  std::getline(std::ifstream("/proc/self/comm"), name);
+  const std::string taken = "WARN 127.0.0.1:" + std::to_string(ntohs(port.sin_port)) +
+                            " is taken by process " + std::to_string(getpid()) + " (" + name + ")";
+  for (int turn = 0; turn < 1000 && !m_log.Has(taken); ++turn) CThread::Sleep(10);
   close(blocker);
   const int peer = socket(AF_INET, SOCK_DGRAM, 0);
   for (int turn = 0; turn < 1000 && !m_log.Has("WARN Msg head len error"); ++turn) {
@@ -272,6 +276,11 @@ TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
   }
   EXPECT_TRUE(m_log.Has("WARN Msg head len error")) << "still deaf";
   EXPECT_EQ(m_log.Count(told), 1);
+  EXPECT_EQ(m_log.Count(taken), 1);
+  CUDPSocket thief(nullptr, 0);
+  ASSERT_EQ(thief.Open(), 0);
+  thief.ReuseAddr();
+  EXPECT_EQ(thief.Bind(kLoopback, ntohs(port.sin_port)), EADDRINUSE);
   close(peer);
   pTask->Signal(CTask::kKillEvent);
 }
