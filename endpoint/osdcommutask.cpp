@@ -109,7 +109,12 @@ SInt64 COsdCommuTask::Run() {
 void COsdCommuTask::ProcessStartEvent() {
   OSD_ASSERT(SOCKET_STATE_INIT == m_eSocketState, "SOCKET_STATE_INIT == m_eSocketState",
              "osdcommutask", __LINE__);
-  if (m_udpSocket.Open() != OS_NoErr) return;
+  const OS_Error error = m_udpSocket.Open();
+  if (error != OS_NoErr) {
+    LOG_ERROR("cannot open the control socket: %s; deaf until started with more files (ulimit -n)",
+              strerror(error));
+    return;
+  }
   // A program that shares the port cannot keep the daemon out; once bound, the daemon shares it
   // with nobody.
   m_udpSocket.ReuseAddr();

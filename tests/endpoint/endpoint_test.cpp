@@ -2,6 +2,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -283,6 +284,20 @@ TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
   EXPECT_EQ(thief.Bind(kLoopback, ntohs(port.sin_port)), EADDRINUSE);
   close(peer);
   pTask->Signal(CTask::kKillEvent);
+}
+
+TEST_F(Commands, WithoutADescriptorItSaysThatItIsDeaf) {
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  m_pTask->Signal(CTask::kStartEvent);
+  const std::string told =
+      "ERROR cannot open the control socket: Too many open files; deaf until started with more "
+      "files (ulimit -n)";
+  for (int turn = 0; turn < 1000 && !m_log.Has(told); ++turn) CThread::Sleep(10);
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_TRUE(m_log.Has(told));
 }
 
 TEST(TimeoutList, IsEmptiedOnceAfterItsStartAndNeverBefore) {
