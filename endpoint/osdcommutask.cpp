@@ -19,6 +19,11 @@ constexpr UInt32 MAX_SND_RCV_BUF_SIZE = kMaxDatagram;
 constexpr SInt64 kBindRetryMs = 1000;
 constexpr SInt64 kLookAgainMs = 1500;
 
+// A burst that the renderer works off in about a second. A datagram of up to 128 bytes costs the
+// kernel 768 or 832 bytes; some that were read already are counted for a while yet.
+constexpr UInt32 kBurst = 1000;
+constexpr UInt32 kBufferEach = 1024;
+
 // What a reply from a peer leaves in the log; nothing else follows from one.
 struct T_ReplyLine {
   MsgId m_eMsgId;
@@ -118,6 +123,7 @@ void COsdCommuTask::ProcessStartEvent() {
   // A program that shares the port cannot keep the daemon out; once bound, the daemon shares it
   // with nobody.
   m_udpSocket.ReuseAddr();
+  SizeReceiveBuffer();
   m_eSocketState = SOCKET_STATE_OPEN;
   InitSendSocket();
   Bind();
@@ -134,6 +140,13 @@ void COsdCommuTask::InitSendSocket() {
   if (error != OS_NoErr)
     LOG_ERROR("CEventMonitorTask m_udpSendSocket failed to Bind<0x%x>, err: <%s>", u32Addr,
               strerror(error));
+}
+
+void COsdCommuTask::SizeReceiveBuffer() {
+  m_udpSocket.SetSocketRcvBufSize(kBurst * kBufferEach / 2);
+  const SInt32 s32Bytes = m_udpSocket.GetSocketRcvBufSize();
+  LOG_INFO("the receive buffer has %d bytes, enough for a burst of %d short requests", s32Bytes,
+           s32Bytes / static_cast<SInt32>(kBufferEach));
 }
 
 void COsdCommuTask::LogBindFailure(OS_Error i_s32Error) const {

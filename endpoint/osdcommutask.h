@@ -52,6 +52,7 @@ class COsdCommuTask : public CTask {
 
   void ProcessStartEvent();
   void InitSendSocket();
+  void SizeReceiveBuffer();
   void Bind();
   Bool MayReceive();
   void LogBindFailure(OS_Error i_s32Error) const;

@@ -88,6 +88,7 @@ void CSocket::SetSocketBufSize(UInt32 i_u32Size) {
 }
 
 OS_Error CSocket::SetSocketRcvBufSize(UInt32 i_u32Size) {
+  if (SetOption(SOL_SOCKET, SO_RCVBUFFORCE, i_u32Size) == OS_NoErr) return OS_NoErr;
   return SetOption(SOL_SOCKET, SO_RCVBUF, i_u32Size);
 }
 

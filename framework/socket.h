@@ -40,6 +40,8 @@ class CSocket : public CEventContext {
   void NoDelay();
   void KeepAlive();
   void SetSocketBufSize(UInt32 i_u32Size);  // bytes of the send buffer
+  // The kernel takes twice i_u32Size for a socket's receive buffer; without CAP_NET_ADMIN no more
+  // than twice net.core.rmem_max.
   OS_Error SetSocketRcvBufSize(UInt32 i_u32Size);
   SInt32 GetSocketRcvBufSize();  // bytes, as the kernel counts them; -1 when it cannot be read
 

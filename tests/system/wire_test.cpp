@@ -107,6 +107,21 @@ TEST_F(Wire, OnlyTheNineRequestsAreAcknowledgedWhateverTheirSize) {
   Acknowledged(kCalibrate, {2});
 }
 
+TEST_F(Wire, ABurstWaitsUntilItIsRead) {
+  kill(s_pDaemon->Pid(), SIGSTOP);
+  for (UInt32 i = 0; i < 1000; ++i)
+    s_pPeer->Send(Datagram(s_pPeer->NextSeq(), kCalibrate, Bytes(96 - 18, 2)));
+  kill(s_pDaemon->Pid(), SIGCONT);
+  const UInt32 u32Answers = s_pPeer->AwaitAnswer() - m_u32Replies;
+  UInt32 u32Bytes = 0;  // what the kernel granted
+  for (const std::string& line : s_pRoot->Log())
+    std::sscanf(line.c_str(), "INFO the receive buffer has %u bytes", &u32Bytes);
+  const auto allowed = 2 * std::stoul(ReadFile("/proc/sys/net/core/rmem_max"));
+  EXPECT_GE(u32Bytes, std::min(1000 * 1024UL, allowed));
+  EXPECT_LE(u32Bytes, 1000 * 1024U) << "more than it needs";
+  EXPECT_GE(u32Answers, std::min(1000U, u32Bytes / 1024) + 1);
+}
+
 TEST_F(Wire, NoFloodAndNoGarbageMakesItDeaf) {
   CPeer camera(9639);
   for (UInt32 i = 0; i < 2000; ++i)
