@@ -43,19 +43,16 @@ T_Resolution Refuse(const char* i_pReason) { return {0, 0, i_pReason}; }
 
 }  // namespace
 
-// What the path names is looked at first and opened afterwards, through the descriptor that names
-// it: to open a pipe or a device may already do something.
+// Looked at before it is opened, since that alone may make a device do something. What takes its
+// place in between is read for at most as long, and without waiting.
 T_Resolution ReadResolutionFile(const std::string& i_strPath) {
-  const CDescriptor named(open(i_strPath.c_str(), O_PATH | O_CLOEXEC));
-  if (named.Get() < 0) return Refuse(std::strerror(errno));
   struct stat status {};
-  if (fstat(named.Get(), &status) != 0 || !S_ISREG(status.st_mode))
-    return Refuse("it is not a regular file");
-  const std::string self = "/proc/self/fd/" + std::to_string(named.Get());
-  const CDescriptor opened(open(self.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (opened.Get() < 0) return Refuse(std::strerror(errno));
+  if (stat(i_strPath.c_str(), &status) != 0) return Refuse(std::strerror(errno));
+  if (!S_ISREG(status.st_mode)) return Refuse("it is not a regular file");
+  const CDescriptor file(open(i_strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.Get() < 0) return Refuse(std::strerror(errno));
   char aText[kMaxBytes];
-  const ssize_t length = read(opened.Get(), aText, sizeof(aText));
+  const ssize_t length = read(file.Get(), aText, sizeof(aText));
   if (length < 0) return Refuse(std::strerror(errno));
   return Parse({aText, static_cast<size_t>(length)});
 }
