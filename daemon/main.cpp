@@ -5,17 +5,16 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <string_view>
 
 #include "daemon/modules.h"
 #include "daemon/pidfile.h"
 #include "endpoint/osdcommutask.h"
 #include "endpoint/timeoutlist.h"
 #include "framework/assert.h"
+#include "framework/console.h"
 #include "framework/ev.h"
 #include "framework/eventcontext.h"
 #include "framework/idletask.h"
@@ -121,11 +120,8 @@ void StopModules() {
 // Outside the namespace: the assertion prints the signature.
 void HandleSig(SInt32 i_s32Signal) {
   OSD_ASSERT(i_s32Signal == SIGINT || i_s32Signal == SIGTERM, "FALSE", "main", __LINE__);
-  constexpr std::string_view kText = "\033[0;31mprogram will exit now!\033[0;39m\n";
-  const int interruptedErrno = errno;
   g_s32Run = 0;
-  static_cast<void>(!write(STDOUT_FILENO, kText.data(), kText.size()));
-  errno = interruptedErrno;
+  PrintAtOnce(STDOUT_FILENO, "\033[0;31mprogram will exit now!\033[0;39m\n");
 }
 
 int main(int argc, char** argv) {

@@ -1,5 +1,7 @@
 #include "endpoint/osdcommutask.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +12,7 @@
 #include "endpoint/port_owner.h"
 #include "endpoint/replies.h"
 #include "framework/assert.h"
+#include "framework/console.h"
 #include "framework/log.h"
 #include "framework/socketutils.h"
 
@@ -200,7 +203,10 @@ void COsdCommuTask::ProcessReadEvent() {
     ProcessDatagram(aBuf, u32RecvLen, u32RemoteAddr, u16RemotePort);
     Signal(kReadEvent);  // there may be more
   } else if (error != EAGAIN) {
-    std::fprintf(stderr, "receive a message failed <0x%x>\n", static_cast<UInt32>(error));
+    char szLine[64];
+    std::snprintf(szLine, sizeof(szLine), "receive a message failed <0x%x>\n",
+                  static_cast<UInt32>(error));
+    PrintAtOnce(STDERR_FILENO, szLine);
   }
   // After every attempt, whatever came of it: a watch that is not re-armed is deaf for good.
   m_udpSocket.RequestEvent(EV_RE);

@@ -7,9 +7,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <string>
 
 #include "framework/assert.h"
+#include "framework/console.h"
 
 namespace {
 
@@ -26,15 +27,13 @@ char s_szGroupName[128] = "";
 char s_szUserName[128] = "";
 
 void PrintProcessors(const cpu_set_t& i_stMask, const char* i_pTag) {
-  const auto u64ThreadID = static_cast<unsigned long>(gettid());
   const long s64Configured = sysconf(_SC_NPROCESSORS_CONF);
-  for (SInt32 s32Cpu = 0; s32Cpu < s64Configured; ++s32Cpu) {
-    if (!CPU_ISSET(static_cast<size_t>(s32Cpu), &i_stMask)) continue;
-    if (i_pTag != nullptr)
-      std::printf("[%s] thread %lu run on processor %d\n", i_pTag, u64ThreadID, s32Cpu);
-    else
-      std::printf("thread %lu run on processor %d\n", u64ThreadID, s32Cpu);
-  }
+  std::string strTag;
+  if (i_pTag != nullptr) strTag.append("[").append(i_pTag).append("] ");
+  for (SInt32 s32Cpu = 0; s32Cpu < s64Configured; ++s32Cpu)
+    if (CPU_ISSET(static_cast<size_t>(s32Cpu), &i_stMask))
+      PrintAtOnce(STDOUT_FILENO, strTag + "thread " + std::to_string(gettid()) +
+                                     " run on processor " + std::to_string(s32Cpu) + "\n");
 }
 
 }  // namespace
@@ -97,11 +96,11 @@ void CThread::BindToProcessor(UInt32 i_u32Cpu, const char* i_pTag) {
   CPU_ZERO(&stMask);
   CPU_SET(i_u32Cpu, &stMask);
   if (sched_setaffinity(0, sizeof(stMask), &stMask) != 0) {
-    std::printf("sched_setaffinity failed ");
+    PrintAtOnce(STDOUT_FILENO, "sched_setaffinity failed ");
     return;
   }
   if (sched_getaffinity(0, sizeof(stMask), &stMask) != 0) {
-    std::printf("sched_getaffinity failed");
+    PrintAtOnce(STDOUT_FILENO, "sched_getaffinity failed");
     return;
   }
   PrintProcessors(stMask, i_pTag);
