@@ -1,10 +1,9 @@
 #include "framework/cond.h"
 
 #include "framework/assert.h"
+#include "framework/clock.h"
 
 namespace {
-
-constexpr long kNanosecondsPerSecond = 1000000000;
 
 // The rest of a timeout below one second, cut to tens of milliseconds less 2; 5 when it is short.
 SInt32 RestInMilliseconds(SInt32 i_s32TimeoutInMilSecs) {
@@ -29,13 +28,13 @@ void CCond::TimedWait(CMutex* i_pMutex, SInt32 i_s32TimeoutInMilSecs) {
   if (i_s32TimeoutInMilSecs == 0) {
     pthread_cond_wait(&m_stCond, &i_pMutex->m_stMutex);
   } else {
-    timeval stTimeValue{};
-    gettimeofday(&stTimeValue, nullptr);
+    const SInt64 s64Now = CTime::Microseconds();
     OSD_ASSERT(RestInMilliseconds(i_s32TimeoutInMilSecs) < 1000, "i_s32TimeoutInMilSecs < 1000",
                "cond", 57);
-    OSD_ASSERT(stTimeValue.tv_usec < 1000000, "stTimeValue.tv_usec < 1000000", "cond", 59);
-    const timespec stDeadline = Deadline(stTimeValue, i_s32TimeoutInMilSecs);
-    pthread_cond_timedwait(&m_stCond, &i_pMutex->m_stMutex, &stDeadline);
+    // Without a clock every wait would end at once, and its caller spin.
+    OSD_ASSERT(s64Now >= 0, "stTimeValue.tv_usec < 1000000", "cond", 59);
+    const timespec stDeadline = Deadline(s64Now, i_s32TimeoutInMilSecs);
+    pthread_cond_clockwait(&m_stCond, &i_pMutex->m_stMutex, CLOCK_MONOTONIC, &stDeadline);
   }
   i_pMutex->TakeBackAfterWait();
 }
@@ -44,14 +43,10 @@ void CCond::Signal() { pthread_cond_signal(&m_stCond); }
 
 void CCond::Broadcast() { pthread_cond_broadcast(&m_stCond); }
 
-timespec CCond::Deadline(const timeval& i_stNow, SInt32 i_s32TimeoutInMilSecs) {
-  timespec stDeadline{};
-  stDeadline.tv_sec = i_stNow.tv_sec + i_s32TimeoutInMilSecs / 1000;
-  const long lRest = RestInMilliseconds(i_s32TimeoutInMilSecs);
-  stDeadline.tv_nsec = (lRest * 1000 + i_stNow.tv_usec) * 1000;
-  if (stDeadline.tv_nsec >= kNanosecondsPerSecond) {
-    ++stDeadline.tv_sec;
-    stDeadline.tv_nsec -= kNanosecondsPerSecond;
-  }
-  return stDeadline;
+timespec CCond::Deadline(SInt64 i_s64Now, SInt32 i_s32TimeoutInMilSecs) {
+  const SInt64 s64Wait =
+      SInt64{i_s32TimeoutInMilSecs / 1000} * 1000 + RestInMilliseconds(i_s32TimeoutInMilSecs);
+  const SInt64 s64Deadline = i_s64Now + s64Wait * 1000;
+  return {static_cast<time_t>(s64Deadline / 1000000),
+          static_cast<long>(s64Deadline % 1000000 * 1000)};
 }

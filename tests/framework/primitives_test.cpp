@@ -7,6 +7,7 @@
 #include <fstream>
 #include <thread>
 
+#include "framework/clock.h"
 #include "framework/console.h"
 #include "framework/descriptor.h"
 #include "framework/heap.h"
@@ -33,12 +34,20 @@ TEST(Mutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
 TEST(Cond, DeadlinesFollowTheRoundingRules) {
   constexpr SInt32 kTimeoutsAndWaits[][2] = {{10, 5}, {15, 8}, {1000, 1005}, {2500, 2498}};
   for (const auto& [timeout, wait] : kTimeoutsAndWaits)
-    for (const timeval& now : {timeval{7, 0}, timeval{7, 999999}}) {
+    for (const SInt64 now : {7000000, 7999999}) {
       const timespec deadline = CCond::Deadline(now, timeout);
-      EXPECT_EQ((deadline.tv_sec - 7) * 1000000 + deadline.tv_nsec / 1000,
-                now.tv_usec + long{wait} * 1000);
+      EXPECT_EQ(SInt64{deadline.tv_sec} * 1000000 + deadline.tv_nsec / 1000, now + wait * 1000);
       EXPECT_LT(deadline.tv_nsec, 1000000000);
     }
+}
+
+TEST(Cond, AWaitThatNobodyEndsLastsUntilItsDeadline) {
+  CMutex mutex;
+  CCond cond;
+  const CMutexLocker locker(&mutex);
+  const SInt64 s64Start = CTime::Microseconds();
+  cond.TimedWait(&mutex, 60);
+  EXPECT_GE(CTime::Microseconds() - s64Start, 58000);
 }
 
 // With room for one line, which both threads see at the same time.
