@@ -61,15 +61,13 @@ void DropReturned(SInt32 i_s32FileDesc, fd_set* io_pReturned) {
   --g_s32NumFDsBackFromSelect;
 }
 
-// Unwatched, a descriptor that the last round found ready is not delivered any more: the delivery
-// would disarm what was armed since.
-void Watch(SInt32 i_s32FileDesc, Bool i_bWatched, fd_set* io_pWatched, fd_set* io_pReturned) {
-  if (i_bWatched) {
+// What the last round found ready and did not deliver yet still is: an owner that arms a descriptor
+// again after its read event gets the write event of the same round too, and asks again after it.
+void Watch(SInt32 i_s32FileDesc, Bool i_bWatched, fd_set* io_pWatched) {
+  if (i_bWatched)
     FD_SET(i_s32FileDesc, io_pWatched);
-    return;
-  }
-  FD_CLR(i_s32FileDesc, io_pWatched);
-  DropReturned(i_s32FileDesc, io_pReturned);
+  else
+    FD_CLR(i_s32FileDesc, io_pWatched);
 }
 
 SInt32 HighestWatchedBelow(SInt32 i_s32FileDesc) {
@@ -161,8 +159,9 @@ void select_startevents() {
 SInt32 select_removeevent(SInt32 i_s32FileDesc) {
   {
     CMutexLocker objLocker(ReadSetMutex());
-    Watch(i_s32FileDesc, false, &g_stReadSet, &g_stReturnedReadSet);
-    Watch(i_s32FileDesc, false, &g_stWriteSet, &g_stReturnedWriteSet);
+    for (fd_set* pWatched : {&g_stReadSet, &g_stWriteSet}) FD_CLR(i_s32FileDesc, pWatched);
+    DropReturned(i_s32FileDesc, &g_stReturnedReadSet);
+    DropReturned(i_s32FileDesc, &g_stReturnedWriteSet);
     g_pCookieArray[i_s32FileDesc] = 0;
     if (i_s32FileDesc == g_s32MaxFDPos && i_s32FileDesc > 0)
       g_s32MaxFDPos = HighestWatchedBelow(i_s32FileDesc);
@@ -184,8 +183,8 @@ SInt32 select_modwatch(eventreq* i_pReq, SInt32 i_s32Which) {
                179);
     OSD_ASSERT(i_pReq->er_data != 0, "i_pReq->er_data != NULL", "ev", 180);
     const SInt32 s32FileDesc = i_pReq->er_handle;
-    Watch(s32FileDesc, (i_s32Which & EV_RE) != 0, &g_stReadSet, &g_stReturnedReadSet);
-    Watch(s32FileDesc, (i_s32Which & EV_WR) != 0, &g_stWriteSet, &g_stReturnedWriteSet);
+    Watch(s32FileDesc, (i_s32Which & EV_RE) != 0, &g_stReadSet);
+    Watch(s32FileDesc, (i_s32Which & EV_WR) != 0, &g_stWriteSet);
     g_s32MaxFDPos = std::max(g_s32MaxFDPos, s32FileDesc);
     g_pCookieArray[s32FileDesc] = i_pReq->er_data;
   }

@@ -23,7 +23,7 @@ static_assert(sizeof(eventreq) == 28);
 void select_startevents();
 
 // Arms i_pReq's descriptor for exactly the bits in i_s32Which, which reaches a select() in
-// progress. Returns 0.
+// progress; what the last one found is delivered, and disarms, all the same. Returns 0.
 SInt32 select_modwatch(eventreq* i_pReq, SInt32 i_s32Which);
 
 // Ends the watch of a descriptor and gives it away: the event thread closes it once no select()
