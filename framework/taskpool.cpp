@@ -131,7 +131,8 @@ Bool CTaskThreadPool::AddThreads(UInt32 i_u32PoolID, UInt32 i_u32NumThreads, SIn
   T_Pool* const pPools = s_pTaskThreadArray.load();
   OSD_ASSERT(pPools != nullptr, "s_pTaskThreadArray != NULL", "task", 348);
   T_Pool& stPool = pPools[i_u32PoolID];
-  OSD_ASSERT(stPool.m_vecThreads.empty(), "s_pTaskThreadArray[i_u32PoolID] == NULL", "task", 349);
+  OSD_ASSERT(!stPool.m_bFilled, "s_pTaskThreadArray[i_u32PoolID] == NULL", "task", 349);
+  stPool.m_bFilled = true;
   for (UInt32 i = 0; i < i_u32NumThreads; ++i) {
     stPool.m_vecThreads.push_back(std::make_unique<CTaskThread>(i_s32Policy, i_s32Priority));
     stPool.m_vecThreads.back()->Start();

@@ -38,7 +38,8 @@ class CTaskThreadPool {
   // Makes i_u32NumPools pools without threads; there must be none yet: asserted. True.
   static Bool AddThreadPools(UInt32 i_u32NumPools);
 
-  // Starts the threads of a pool that has none: asserted. Policy and priority as in CThread. True.
+  // Starts the threads of a pool, once and be it none: asserted. Policy and priority as in CThread.
+  // True.
   static Bool AddThreads(UInt32 i_u32PoolID, UInt32 i_u32NumThreads, SInt32 i_s32Policy,
                          SInt32 i_s32Priority);
 
@@ -55,6 +56,7 @@ class CTaskThreadPool {
   friend class CTaskThread;
 
   struct T_Pool {
+    Bool m_bFilled = false;
     // Read by signals only while the count is not 0.
     std::vector<std::unique_ptr<CTaskThread>> m_vecThreads;
     std::atomic<UInt32> m_u32ThreadCount{0};

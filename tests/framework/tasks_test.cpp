@@ -134,6 +134,9 @@ TEST(Misuse, AbortsWithItsLine) {
   EXPECT_DEATH(second.EnQueue(&elem), HasSubstr("queue:19: void CQueue::EnQueue(CQueueElem*): "
                                                 "Assertion `i_pElem->m_pQueue == NULL'"));
   first.Remove(&elem);
+  CTaskThreadPool::AddThreads(0);
+  EXPECT_DEATH(CTaskThreadPool::AddThreads(1), HasSubstr("task:349: "));
+  CTaskThreadPool::RemoveThreads();
   eventreq stReq{1, 1024, 7, 0, 0, 0, EV_RE};  // a descriptor beyond the sets
   EXPECT_DEATH(select_modwatch(&stReq, EV_RE),
                HasSubstr("ev:179: SInt32 select_modwatch(eventreq*, SInt32)"));
