@@ -152,9 +152,9 @@ void ProcessMsgOsdDispImage(const T_MsgOsdDispImage& i_request) {
   path.copy(pRecord->m_aText[0], path.size());
   pRecord->m_u16Line = 1;
   pRecord->m_u16Time = T_DispRecord::kForever;
-  LOG_INFO("osd icon: vosseq<%#x> seq<%#x>, rect<%d,%d>, path<%s>,hide<%u>", pRecord->m_u16VoSeq,
-           pRecord->m_u16Seq, pRecord->m_u32X, pRecord->m_u32Y, Printable(path).c_str(),
-           pRecord->m_u8Hide);
+  LOG_INFO("osd icon: vosseq<%#x> seq<%#x>, rect<%d,%d>, path<%.*s>,hide<%u>", pRecord->m_u16VoSeq,
+           pRecord->m_u16Seq, pRecord->m_u32X, pRecord->m_u32Y, static_cast<int>(path.size()),
+           path.data(), pRecord->m_u8Hide);
   SendRecord(kOsdIconShow, std::move(pRecord));
 }
 

@@ -1,7 +1,9 @@
 #include "framework/log.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -13,10 +15,12 @@
 #include <log4cpp/Category.hh>
 #include <log4cpp/PropertyConfigurator.hh>
 
+#include "framework/console.h"
+
 namespace {
 
-// The longest text that a datagram can carry, with room for the line round it.
-constexpr size_t kLineSize = 8192;
+// More than any datagram (4096 bytes) makes of a line; a shell command may be longer.
+constexpr size_t kMessageSize = 8192;
 
 std::atomic<Bool> s_bLosingLines{false};
 std::atomic<std::time_t> s_lastReopen{0};
@@ -32,6 +36,8 @@ log4cpp::Category& Category() {
   static const T_End s_stEnd;
   return s_category;
 }
+
+void Complain(const std::string& i_text) { PrintAtOnce(STDERR_FILENO, "osdsrv: " + i_text + "\n"); }
 
 // log4cpp drops the result of its write(2), so errno is the only witness of a lost line.
 Bool IsWriteFailure(int i_errno) {
@@ -54,6 +60,17 @@ void ReopenOncePerSecond() {
   if (s_lastReopen.exchange(now, std::memory_order_relaxed) != now) log4cpp::Appender::reopenAll();
 }
 
+void WatchForLoss(int i_errno) {
+  const Bool bLost = IsWriteFailure(i_errno);
+  if (i_errno == EBADF) ReopenOncePerSecond();
+  if (s_bLosingLines.exchange(bLost, std::memory_order_relaxed) == bLost) return;
+  if (bLost)
+    Complain(std::string("cannot write the log: ") + std::strerror(i_errno) +
+             "; lines are lost until the log's folder exists and has space again");
+  else
+    Complain("the log is written again");
+}
+
 // What a configuration file looked like when it was read in vain.
 struct T_ConfigurationTried {
   ino_t m_inode = 0;
@@ -63,17 +80,26 @@ struct T_ConfigurationTried {
   bool operator==(const T_ConfigurationTried&) const = default;
 };
 
-void WatchForLoss(int i_errno) {
-  const Bool bLost = IsWriteFailure(i_errno);
-  if (i_errno == EBADF) ReopenOncePerSecond();
-  if (s_bLosingLines.exchange(bLost, std::memory_order_relaxed) == bLost) return;
-  if (bLost)
-    std::fprintf(stderr,
-                 "osdsrv: cannot write the log: %s; lines are lost until the log's folder exists "
-                 "and has space again\n",
-                 std::strerror(i_errno));
-  else
-    std::fprintf(stderr, "osdsrv: the log is written again\n");
+Bool IsControl(char i_c) {
+  const auto u8Code = static_cast<UInt8>(i_c);
+  return (u8Code & 0x60) == 0 || u8Code == 0x7F;
+}
+
+// With room for i_more bytes behind it.
+std::string Escaped(std::string_view i_text, size_t i_more) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  const auto controls = static_cast<size_t>(std::ranges::count_if(i_text, IsControl));
+  std::string strEscaped;
+  strEscaped.reserve(i_text.size() + 3 * controls + i_more);
+  if (controls == 0) return strEscaped.append(i_text);
+  for (const char c : i_text) {
+    const auto u8Code = static_cast<UInt8>(c);
+    if (IsControl(c))
+      strEscaped.append({'\\', 'x', kDigits[u8Code >> 4], kDigits[u8Code & 15]});
+    else
+      strEscaped += c;
+  }
+  return strEscaped;
 }
 
 }  // namespace
@@ -91,11 +117,8 @@ Bool CLog::Configure(const char* i_pPath) {
     return true;
   } catch (const std::exception& failure) {
     if (bFirst || file.st_ino != 0)
-      std::fprintf(
-          stderr,
-          "osdsrv: cannot use the log configuration %s: %s; going on without a log until a "
-          "log4cpp property file is there\n",
-          i_pPath, failure.what());
+      Complain(std::string("cannot use the log configuration ") + i_pPath + ": " + failure.what() +
+               "; going on without a log until a log4cpp property file is there");
     return false;
   }
 }
@@ -106,29 +129,21 @@ Bool CLog::Enabled(Priority i_ePriority) {
   return !s_bEnded.load(std::memory_order_relaxed) && Category().isPriorityEnabled(i_ePriority);
 }
 
-void CLog::Write(Priority i_ePriority, const char* i_pFormat, ...) {
+void CLog::Write(Priority i_ePriority, const char* i_pFile, UInt32 i_u32Line, const char* i_pFormat,
+                 ...) {
   const int callersErrno = errno;
-  char szLine[kLineSize];
+  char szMessage[kMessageSize];
   va_list arguments;
   va_start(arguments, i_pFormat);
-  std::vsnprintf(szLine, sizeof(szLine), i_pFormat, arguments);
+  std::vsnprintf(szMessage, sizeof(szMessage), i_pFormat, arguments);
   va_end(arguments);
+  const std::string strLine = std::to_string(i_u32Line);
+  std::string strMessage = Escaped(szMessage, std::strlen(i_pFile) + strLine.size() + 6);
+  strMessage.append(" --[").append(i_pFile).append(":").append(strLine).append("]");
   errno = 0;
-  Category().log(i_ePriority, std::string(szLine));
+  Category().log(i_ePriority, strMessage);
   WatchForLoss(errno);
   errno = callersErrno;
 }
 
-std::string Printable(std::string_view i_text) {
-  std::string printable;
-  for (const char c : i_text) {
-    const auto code = static_cast<UInt8>(c);
-    char szEscaped[] = "\\x00";
-    std::snprintf(szEscaped + 2, 3, "%02x", code);
-    if (code < ' ' || code == 0x7F)
-      printable += szEscaped;
-    else
-      printable += c;
-  }
-  return printable;
-}
+std::string Printable(std::string_view i_text) { return Escaped(i_text, 0); }

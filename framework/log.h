@@ -1,5 +1,6 @@
 // The process's one log category, "CATEGORY". Every line ends with the base name of the source
-// file and its line. Any thread may log, but never under a queue lock.
+// file and its line. No text can end a line or look like another one: control characters (0 to
+// 0x1F, 0x7F to 0x9F) become \xNN. Any thread may log, but never under a queue lock.
 #pragma once
 
 #include <string>
@@ -22,21 +23,21 @@ class CLog {
 
   static Bool Enabled(Priority i_ePriority);
 
-  // Formats like printf and appends. A line that cannot be written (full disk, missing folder) is
-  // lost; the first one lost and the first one written again are told on standard error.
-  static void Write(Priority i_ePriority, const char* i_pFormat, ...)
-      __attribute__((format(printf, 2, 3)));
+  // Formats like printf and appends " --[i_pFile:i_u32Line]"; a message is cut at 8191 bytes. A
+  // line that cannot be written (full disk, missing folder) is lost; the first one lost and the
+  // first one written again are told on standard error.
+  static void Write(Priority i_ePriority, const char* i_pFile, UInt32 i_u32Line,
+                    const char* i_pFormat, ...) __attribute__((format(printf, 4, 5)));
 };
 
-// A text from outside for a log line: control characters, which could break the line or forge
-// another one, become \xNN.
+// A text as the log shows it, for one with NULs: a format would end there.
 std::string Printable(std::string_view i_text);
 
-#define OSD_LOG(i_ePriority, i_pFormat, ...)                                                     \
-  do {                                                                                           \
-    if (CLog::Enabled(i_ePriority))                                                              \
-      CLog::Write(i_ePriority, i_pFormat " --[%s:%u]", __VA_ARGS__ __VA_OPT__(, ) __FILE_NAME__, \
-                  static_cast<UInt32>(__LINE__));                                                \
+#define OSD_LOG(i_ePriority, i_pFormat, ...)                                 \
+  do {                                                                       \
+    if (CLog::Enabled(i_ePriority))                                          \
+      CLog::Write(i_ePriority, __FILE_NAME__, static_cast<UInt32>(__LINE__), \
+                  i_pFormat __VA_OPT__(, ) __VA_ARGS__);                     \
   } while (false)
 
 #define LOG_ERROR(i_pFormat, ...) OSD_LOG(CLog::kError, i_pFormat, __VA_ARGS__)
