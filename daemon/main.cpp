@@ -142,6 +142,7 @@ int main(int argc, char** argv) {
   while (g_s32Run != 0) {
     CThread::Sleep(2000);
     if (!bLogging) bLogging = CLog::Configure(strLogConf.c_str());  // it may have come by now
+    CLog::FollowFiles();
   }
   StopModules();
   return 0;

@@ -11,9 +11,11 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
-#include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
+#include <log4cpp/FileAppender.hh>
 #include <log4cpp/PropertyConfigurator.hh>
+#include <mutex>
+#include <utility>
 
 #include "framework/console.h"
 
@@ -22,8 +24,11 @@ namespace {
 // More than any datagram (4096 bytes) makes of a line; a shell command may be longer.
 constexpr size_t kMessageSize = 8192;
 
-std::atomic<Bool> s_bLosingLines{false};
-std::atomic<std::time_t> s_lastReopen{0};
+// While it is held no appender's file is written, rolled or opened anew: log4cpp itself would let a
+// file be opened anew beside a write to its descriptor.
+std::mutex s_files;
+Bool s_bLosingLines = false;   // guarded by s_files
+std::time_t s_lastReopen = 0;  // guarded by s_files
 
 // At exit log4cpp frees its categories before the objects that were made before main are destroyed.
 std::atomic<Bool> s_bEnded{false};
@@ -57,19 +62,31 @@ Bool IsWriteFailure(int i_errno) {
 // A file that could not be opened stays closed inside log4cpp until it is asked again.
 void ReopenOncePerSecond() {
   const std::time_t now = std::time(nullptr);
-  if (s_lastReopen.exchange(now, std::memory_order_relaxed) != now) log4cpp::Appender::reopenAll();
+  if (std::exchange(s_lastReopen, now) != now) log4cpp::Appender::reopenAll();
 }
 
 void WatchForLoss(int i_errno) {
   const Bool bLost = IsWriteFailure(i_errno);
   if (i_errno == EBADF) ReopenOncePerSecond();
-  if (s_bLosingLines.exchange(bLost, std::memory_order_relaxed) == bLost) return;
+  if (std::exchange(s_bLosingLines, bLost) == bLost) return;
   if (bLost)
     Complain(std::string("cannot write the log: ") + std::strerror(i_errno) +
              "; lines are lost until the log's folder exists and has space again");
   else
     Complain("the log is written again");
 }
+
+// log4cpp keeps to itself where a file appender writes.
+struct T_FileAppender : log4cpp::FileAppender {
+  static Bool IsAtItsName(const FileAppender& i_appender) {
+    const std::string& strName = i_appender.*&T_FileAppender::_fileName;
+    struct stat opened {};
+    struct stat named {};
+    return fstat(i_appender.*&T_FileAppender::_fd, &opened) == 0 &&
+           stat(strName.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
+           opened.st_ino == named.st_ino;
+  }
+};
 
 // What a configuration file looked like when it was read in vain.
 struct T_ConfigurationTried {
@@ -123,6 +140,16 @@ Bool CLog::Configure(const char* i_pPath) {
   }
 }
 
+void CLog::FollowFiles() {
+  const std::lock_guard guard(s_files);
+  for (log4cpp::Category* p = &Category(); p != nullptr; p = p->getParent())
+    for (log4cpp::Appender* const pAppender : p->getAllAppenders()) {
+      auto* const pFile = dynamic_cast<log4cpp::FileAppender*>(pAppender);
+      if (pFile == nullptr || T_FileAppender::IsAtItsName(*pFile)) continue;
+      if (!pFile->reopen()) pFile->close();
+    }
+}
+
 void CLog::Shutdown() { log4cpp::Category::shutdown(); }
 
 Bool CLog::Enabled(Priority i_ePriority) {
@@ -140,9 +167,12 @@ void CLog::Write(Priority i_ePriority, const char* i_pFile, UInt32 i_u32Line, co
   const std::string strLine = std::to_string(i_u32Line);
   std::string strMessage = Escaped(szMessage, std::strlen(i_pFile) + strLine.size() + 6);
   strMessage.append(" --[").append(i_pFile).append(":").append(strLine).append("]");
-  errno = 0;
-  Category().log(i_ePriority, strMessage);
-  WatchForLoss(errno);
+  {
+    const std::lock_guard guard(s_files);
+    errno = 0;
+    Category().log(i_ePriority, strMessage);
+    WatchForLoss(errno);
+  }
   errno = callersErrno;
 }
 

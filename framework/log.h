@@ -18,6 +18,10 @@ class CLog {
   // whenever it likes. A file that has not changed since is not read again. One thread only.
   static Bool Configure(const char* i_pPath);
 
+  // Opens the log's files anew that were removed or moved away. Where that fails, the next line
+  // tells of the loss. To be called every few seconds.
+  static void FollowFiles();
+
   // Flushes and removes all appenders; lines written afterwards go nowhere.
   static void Shutdown();
 

@@ -14,6 +14,10 @@ constexpr char kUsage[] =
     "osdsrv [options]\n    -h --help           show this help\n"
     "    -D --daemonize      Daemonize after startup\n";
 
+bool HasLog(const CDeviceRoot& i_root) {
+  return std::filesystem::exists(i_root.Path("/var/log/osdsrv.log"));
+}
+
 TEST(Process, ServesWithHelpAndAloneOnItsDevice) {
   const CDeviceRoot root;
   CDaemon daemon(root, "-h");
@@ -59,6 +63,8 @@ TEST(Process, ServesWhileItsOutputIsLostAndEndsWithoutItsPidFolder) {
   CDaemon homeless(other);
   EXPECT_GT(CPeer(9634).AwaitAnswer(), 0U);
   EXPECT_NE(daemon.Err().find("No space left on device"), std::string::npos) << daemon.Err();
+  std::filesystem::remove(root.Path("/var/log/osdsrv.log"));
+  EXPECT_TRUE(Eventually([&] { return HasLog(root); }));
   EXPECT_EQ(homeless.Stop(0), 1);
   EXPECT_TRUE(other.Logs("ERROR open pid file failed: No such file or directory"));
 }
