@@ -1,5 +1,6 @@
 #include "framework/log.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,14 +11,15 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <exception>
 #include <log4cpp/Category.hh>
 #include <log4cpp/FileAppender.hh>
 #include <log4cpp/PropertyConfigurator.hh>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 
 #include "framework/console.h"
+#include "framework/descriptor.h"
 
 namespace {
 
@@ -97,6 +99,16 @@ struct T_ConfigurationTried {
   bool operator==(const T_ConfigurationTried&) const = default;
 };
 
+// Throws why it cannot. log4cpp gets the name of the very file that was looked at: by now the path
+// may lead to a pipe, on which it would wait.
+void ReadConfiguration(const CDescriptor& i_named, mode_t i_mode) {
+  if (!S_ISREG(i_mode)) throw std::runtime_error("it is no regular file");
+  const std::string strSelf = "/proc/self/fd/" + std::to_string(i_named.Get());
+  if (access(strSelf.c_str(), R_OK) != 0)
+    throw std::runtime_error("it cannot be read, through " + strSelf + ": " + std::strerror(errno));
+  log4cpp::PropertyConfigurator::configure(strSelf);
+}
+
 Bool IsControl(char i_c) {
   const auto u8Code = static_cast<UInt8>(i_c);
   return (u8Code & 0x60) == 0 || u8Code == 0x7F;
@@ -121,16 +133,20 @@ std::string Escaped(std::string_view i_text, size_t i_more) {
 
 }  // namespace
 
+// The descriptor only names the file: whatever it is, it is not opened before that is known.
 Bool CLog::Configure(const char* i_pPath) {
-  struct stat file = {};
-  stat(i_pPath, &file);  // a missing file is all zeros, and Configure says why
+  const CDescriptor named(open(i_pPath, O_PATH | O_CLOEXEC));
+  const int openErrno = errno;
+  struct stat file = {};  // all zeros where there is none
+  if (named.Get() >= 0) fstat(named.Get(), &file);
   static T_ConfigurationTried s_stTried;
   const T_ConfigurationTried now{file.st_ino, file.st_mtim.tv_sec, file.st_mtim.tv_nsec, true};
   if (s_stTried == now) return false;
   const Bool bFirst = !s_stTried.m_bTried;
   s_stTried = now;
   try {
-    log4cpp::PropertyConfigurator::configure(i_pPath);
+    if (named.Get() < 0) throw std::runtime_error(std::strerror(openErrno));
+    ReadConfiguration(named, file.st_mode);
     return true;
   } catch (const std::exception& failure) {
     if (bFirst || file.st_ino != 0)

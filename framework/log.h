@@ -13,9 +13,10 @@ class CLog {
   // log4cpp's priorities; a lower value is more urgent.
   enum Priority : SInt32 { kError = 300, kWarn = 400, kNotice = 500, kInfo = 600, kDebug = 700 };
 
-  // Reads the log4cpp property file i_pPath. When it is missing or broken, says so in one line on
-  // standard error and returns false: the process then runs without appenders, and may call again
-  // whenever it likes. A file that has not changed since is not read again. One thread only.
+  // Reads the log4cpp property file i_pPath, a regular file. Needs /proc. When it is missing or
+  // broken, says so in one line on standard error and returns false: the process then runs without
+  // appenders, and may call again whenever it likes. A file that has not changed since is not read
+  // again. One thread only.
   static Bool Configure(const char* i_pPath);
 
   // Opens the log's files anew that were removed or moved away. Where that fails, the next line

@@ -3,6 +3,7 @@
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -43,11 +44,19 @@ TEST(Process, ServesWithHelpAndAloneOnItsDevice) {
 
 TEST(Process, ServesWithoutLogConfiguration) {
   const CDeviceRoot root;
-  std::filesystem::remove(root.Path("/usr/local/etc/ztosdlog.conf"));
+  const std::string conf = root.Path("/usr/local/etc/ztosdlog.conf");
+  std::filesystem::rename(conf, conf + ".kept");
   CDaemon daemon(root, "--no-such-option");
   EXPECT_GT(CPeer(9634).AwaitAnswer(), 0U);
   EXPECT_EQ(daemon.Out(), kUsage);
-  EXPECT_NE(daemon.Err().find("ztosdlog.conf"), std::string::npos);
+  EXPECT_NE(daemon.Err().find("ztosdlog.conf: No such file"), std::string::npos);
+  mkfifo(conf.c_str(), 0600);  // whoever opens it to read waits for a writer
+  EXPECT_TRUE(Eventually(
+      [&] { return daemon.Err().find("ztosdlog.conf: it is no regular") != std::string::npos; }));
+  std::filesystem::rename(conf + ".kept", conf);
+  EXPECT_TRUE(Eventually([&] { return HasLog(root); }));
+  EXPECT_EQ(daemon.Stop(SIGTERM), 0);
+  EXPECT_TRUE(root.Logs("ERROR osdsrv stop run"));
 }
 
 TEST(Process, ServesWhileItsOutputIsLostAndEndsWithoutItsPidFolder) {
