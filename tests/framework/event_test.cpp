@@ -77,7 +77,7 @@ TEST_F(EventLoop, ReadsComeFirstAndRemovalsInARoundLoseNothingElse) {
   objGone.Cleanup();
   EXPECT_EQ(select_highestwatched(), objLow.GetFileDesc());
   EXPECT_GE(fcntl(s32Gone, F_GETFD), 0);  // the event thread closes it
-  objBoth.RequestEvent(EV_RE);  // after its read event; the write event is on its way
+  objBoth.RequestEvent(EV_RE);            // while its write event is on its way
   inRound.unlock();
   for (int i = 0; i < 2; ++i) CWatchedEnd::s_delivered.acquire();
   objFirst.RequestEvent(EV_RE);
