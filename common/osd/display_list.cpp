@@ -45,12 +45,10 @@ void ClampLines(T_DispRecord& io_item) {
   io_item.m_u16Line = T_DispRecord::kMaxLines;
 }
 
-// A path is not the peer's text to the viewer, and is not to break the line.
 void LogShown(const T_DispRecord& i_item, Bool i_bGuide) {
   LOG_INFO("osd disp: bGS<%u>,seq<%#x>,rect<%d,%d>,line<%d>,time<%u>,str<%s>,hide<%u>,voseq<%#x>",
            UInt32{i_bGuide}, i_item.m_u16Seq, i_item.m_u32X, i_item.m_u32Y, i_item.m_u16Line,
-           i_item.m_u16Time, i_item.IsIcon() ? Printable(i_item.Path()).c_str() : i_item.m_aText[0],
-           i_item.m_u8Hide, i_item.m_u16VoSeq);
+           i_item.m_u16Time, i_item.m_aText[0], i_item.m_u8Hide, i_item.m_u16VoSeq);
 }
 
 }  // namespace

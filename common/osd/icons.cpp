@@ -130,7 +130,7 @@ EOutcome CIcons::Place(T_Item& io_item, const T_PictureResult& i_result) {
     LOG_ERROR(
         "picture <%.4000s> is not shown: all that are shown would take %zu bytes, at most "
         "%zu; hide some, or show them smaller",
-        Printable(record.Path()).c_str(), bytes, kMaxBytesShown);
+        record.Path(), bytes, kMaxBytesShown);
     return Fail(io_item);
   }
   if (record.m_u8Hide == 0) {

@@ -98,7 +98,7 @@ void CPictureWorker::Entry() {
     T_Loaded loaded = Load(next.m_stJob, stop);
     if (stop.stop_requested()) continue;
     if (!loaded.m_strError.empty())
-      LOG_ERROR("picture <%.4000s> is not shown: %s", Printable(next.m_stJob.m_strPath).c_str(),
+      LOG_ERROR("picture <%.4000s> is not shown: %s", next.m_stJob.m_strPath.c_str(),
                 loaded.m_strError.c_str());
     Send(new T_PictureResult{next.m_u64Ticket, std::move(next.m_stJob), std::move(loaded)});
   }
