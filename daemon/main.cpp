@@ -32,12 +32,14 @@ namespace {
 
 constexpr UInt32 kThreadStackBytes = 0x180000;
 constexpr UInt32 kTaskThreads = 4;
+constexpr int kEndsSupervisor = 255;
 constexpr const char* kLocalAddr = "127.0.0.1";
 constexpr UInt16 kLocalPort = 9636;
 constexpr const char* kPidFile = "/var/run/osd.pid";
 
 // Goes from 1 to 0 once; lock-free, so the signal handler may write it.
 std::atomic<SInt32> g_s32Run{1};
+Bool g_bSupervised = false;  // this is a child of the supervisor
 SInt32 g_s32Force = 0;  // set by -f; kept for its callers, nothing reads it
 
 void PrintUsage(const char* i_pProgram) {
@@ -53,6 +55,7 @@ void Daemonize(const char* i_pProgram) {
   if (IsPidFileLocked(SystemPath(kPidFile).c_str())) std::exit(1);
   if (daemon(0, 0) != 0) std::perror("osdsrv: cannot detach, staying in the foreground");
   CreateWatchdog(i_pProgram);
+  g_bSupervised = true;
 }
 
 // Never prevents the start: an unknown option prints the usage and the daemon comes up.
@@ -133,7 +136,11 @@ int main(int argc, char** argv) {
   sleep(2);  // the rest of the device comes up meanwhile
   const std::string strLogConf = SystemPath("/usr/local/etc/ztosdlog.conf");
   Bool bLogging = CLog::Configure(strLogConf.c_str());
-  if (!AcquirePidFile(SystemPath(kPidFile).c_str())) return 1;
+  const std::string strPidFile = SystemPath(kPidFile);
+  // Another instance came first: with any other code the supervisor would try for ever, and empty
+  // that instance's pid file each time.
+  if (g_bSupervised && IsPidFileLocked(strPidFile.c_str())) return kEndsSupervisor;
+  if (!AcquirePidFile(strPidFile.c_str())) return 1;
   std::signal(SIGINT, HandleSig);
   std::signal(SIGTERM, HandleSig);
   std::signal(SIGCHLD, SIG_DFL);  // a launcher that ignores it would hide the ends of children

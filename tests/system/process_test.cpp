@@ -147,6 +147,14 @@ TEST_F(Supervision, ACrashUnderLoadIsFollowedByANewDaemonAndAnOrderlyEndIsTheEnd
   EXPECT_EQ(AwaitExit(m_supervisor), 0);
 }
 
+TEST_F(Supervision, ARestartThatFindsAnotherInstanceIsTheLast) {
+  kill(m_daemon, SIGSEGV);
+  ASSERT_TRUE(Eventually([&] { return ParentOf(m_daemon) < 0; }));
+  CDaemon other(m_root);
+  EXPECT_EQ(AwaitExit(m_supervisor), 1);
+  EXPECT_EQ(m_root.PidInFile(), other.Pid());
+}
+
 TEST_F(Supervision, AKilledDaemonEndsItsSupervisor) {
   kill(m_daemon, SIGKILL);
   EXPECT_EQ(AwaitExit(m_supervisor), 1);
