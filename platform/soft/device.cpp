@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr size_t kMaxOpen = 64;  // devices, of one layer or of several
+
 struct T_OpenLayer {
   std::string m_device;
   std::unique_ptr<CSoftLayer> m_pLayer;
@@ -57,18 +59,24 @@ SInt32 DeviceOpen(const char* i_pPath) {
   const std::string device = i_pPath;
   const std::string file = SystemPath(i_pPath);
   SInt32 s32Error;
+  Bool bFull;
   {
     T_Screen& screen = Screen();
     const std::lock_guard<std::mutex> guard(screen.m_mutex);
     if (const SInt32 s32Fault = screen.m_faults.Count(kSoftCallOpen)) return Fail(s32Fault);
     if (!IsLayerDevice(device)) return Fail(ENOENT);
-    if (auto pLayer = CSoftLayer::Open(file, screen.m_memory)) {
+    bFull = screen.m_layers.size() >= kMaxOpen;
+    if (auto pLayer = bFull ? nullptr : CSoftLayer::Open(file, screen.m_memory)) {
       if (!screen.InUse(device)) pLayer->FirstUser();
       const SInt32 s32Fd = pLayer->Fd();
       screen.m_layers[s32Fd] = {device, std::move(pLayer)};
       return s32Fd;
     }
     s32Error = errno;
+  }
+  if (bFull) {
+    LOG_WARN("no layer in %s: %zu devices are open already", file.c_str(), kMaxOpen);
+    return Fail(EBUSY);  // as a driver says it
   }
   LOG_WARN("no layer in %s: %s (tools/device-root makes a complete device root)", file.c_str(),
            std::strerror(s32Error));

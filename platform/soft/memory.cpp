@@ -32,6 +32,7 @@ std::optional<UInt32> CSoftMemory::FreeAddress(UInt64 i_u64Span) {
 
 SInt32 CSoftMemory::Alloc(UInt32 i_u32Size, T_ContiguousMemory* o_pMemory) {
   if (i_u32Size == 0) return EINVAL;
+  if (m_u64Bytes + i_u32Size > kMaxBytes) return ENOMEM;
   const std::optional<UInt32> physical = FreeAddress(Span(i_u32Size));
   if (!physical) return ENOMEM;
   CMapping canvas(-1, i_u32Size);
@@ -39,12 +40,14 @@ SInt32 CSoftMemory::Alloc(UInt32 i_u32Size, T_ContiguousMemory* o_pMemory) {
   std::memset(canvas.Bytes(), kPattern, canvas.Size());
   *o_pMemory = {*physical, canvas.Bytes()};
   m_canvases.emplace(*physical, std::move(canvas));
+  m_u64Bytes += i_u32Size;
   return 0;
 }
 
 Bool CSoftMemory::Free(const T_ContiguousMemory& i_memory) {
   const auto found = m_canvases.find(i_memory.m_u32Physical);
   if (found == m_canvases.end() || found->second.Bytes() != i_memory.m_pVirtual) return false;
+  m_u64Bytes -= found->second.Size();
   m_canvases.erase(found);
   return true;
 }

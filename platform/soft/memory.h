@@ -10,7 +10,10 @@
 
 class CSoftMemory {
  public:
-  // i_u32Size bytes filled with a pattern, so that nobody counts on zeros. An errno, or 0.
+  static constexpr UInt64 kMaxBytes = UInt64{512} << 20;  // of all canvases together
+
+  // i_u32Size bytes filled with a pattern, so that nobody counts on zeros. 0, or an errno: ENOMEM
+  // above kMaxBytes.
   SInt32 Alloc(UInt32 i_u32Size, T_ContiguousMemory* o_pMemory);
 
   // false for memory that Alloc did not give, or that was freed before.
@@ -25,5 +28,6 @@ class CSoftMemory {
   std::optional<UInt32> FreeAddress(UInt64 i_u64Span);
 
   std::map<UInt32, CMapping> m_canvases;  // by physical address
+  UInt64 m_u64Bytes = 0;                  // of all of them
   UInt64 m_u64Next = 0;                   // an address is not given again before all others were
 };

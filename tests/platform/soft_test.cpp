@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <optional>
 
 #include "platform/records.h"
 #include "tests/platform/scene.h"
@@ -43,6 +44,24 @@ TEST(SoftScreen, ShowsTheRectangleAloneAndNeverReadsBeyondTheCanvas) {
     EXPECT_FALSE(scene.Paint(3, rect));
     EXPECT_EQ(scene.Seen().m_vecArgb, std::vector<UInt32>(32, 1));
   }
+}
+
+TEST(SoftScreen, HoldsOpenDevicesAndCanvasesToTheirLimits) {
+  CLogCapture log;
+  std::vector<CDevice> devices;
+  for (int i = 0; i < 64; ++i)
+    devices.emplace_back(DeviceOpen(i % 2 == 0 ? "/dev/fb3" : "/dev/fb4"));
+  EXPECT_GE(devices.back().Get(), 0);
+  EXPECT_TRUE(DeviceOpen("/dev/fb3") == -1 && errno == EBUSY);
+  devices.pop_back();
+  devices.emplace_back(DeviceOpen("/dev/fb3"));
+  EXPECT_GE(devices.back().Get(), 0);
+  std::optional<CCanvasMemory> half(std::in_place);
+  EXPECT_TRUE(half->Allocate(8192, 8192));
+  EXPECT_FALSE(CCanvasMemory().Allocate(8192, 8193));
+  EXPECT_TRUE(log.Has("ERROR no canvas memory of 268468224 bytes: Cannot allocate memory"));
+  half.reset();
+  EXPECT_TRUE(CCanvasMemory().Allocate(8192, 8193));
 }
 
 TEST(SoftScreen, AFileThatIsCutIsAnErrorAndNoCrash) {
