@@ -13,6 +13,7 @@
 #include "common/osd/pictures/loader.h"
 #include "common/osd/pictures/scaler.h"
 #include "platform/platform.h"
+#include "tests/log_capture.h"
 #include "tests/pictures.h"
 
 namespace {
@@ -32,6 +33,7 @@ UInt32 Random(size_t i_below) { return static_cast<UInt32>(g_random() % i_below)
 UInt32 Channel(UInt32 i_argb, UInt32 i_channel) { return i_argb >> 8 * i_channel & 0xFF; }
 
 void Write(const std::string& i_name, const std::string& i_bytes) {
+  fs::remove(SystemPath(i_name.c_str()));  // one that is cut and written anew goes to the disk
   std::ofstream(SystemPath(i_name.c_str()), std::ios::binary) << i_bytes;
 }
 
@@ -42,8 +44,8 @@ struct T_Sample {
 
 // Random samples, among them the transparent one; what they mean says libpng's simple reader, which
 // does not understand interlaced ones.
-T_Sample Png(int i_type, int i_depth, bool i_interlaced, bool i_key) {
-  T_Sample sample;
+T_Sample Png(int i_type, int i_depth, bool i_interlaced, bool i_key, T_Extent i_size = {kW, kH}) {
+  T_Sample sample{{}, std::vector<UInt32>(i_size.Pixels())};
   g_random.seed(static_cast<UInt32>(i_type * 32 + i_depth));
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png_create_info_struct(png);
@@ -51,7 +53,7 @@ T_Sample Png(int i_type, int i_depth, bool i_interlaced, bool i_key) {
     static_cast<std::string*>(png_get_io_ptr(p))->append(reinterpret_cast<char*>(bytes), count);
   };
   png_set_write_fn(png, &sample.m_bytes, append, nullptr);
-  png_set_IHDR(png, info, kW, kH, i_depth, i_type, i_interlaced, 0, 0);
+  png_set_IHDR(png, info, i_size.m_u32W, i_size.m_u32H, i_depth, i_type, i_interlaced, 0, 0);
   png_color aPalette[256];
   for (int at = 0; at < 256; ++at) aPalette[at] = {UInt8(at * 77), UInt8(255 - at), UInt8(at / 2)};
   const auto key = static_cast<UInt16>(0x5A5A & ((1 << i_depth) - 1));
@@ -59,7 +61,7 @@ T_Sample Png(int i_type, int i_depth, bool i_interlaced, bool i_key) {
   if (i_type == 3) png_set_PLTE(png, info, aPalette, 1 << i_depth);
   if (i_key) png_set_tRNS(png, info, &aPalette[5].red, 1 << i_depth / 2, &colour);
   png_write_info(png, info);
-  std::vector<std::string> rows(kH, std::string(png_get_rowbytes(png, info), 0x5A));
+  std::vector<std::string> rows(i_size.m_u32H, std::string(png_get_rowbytes(png, info), 0x5A));
   std::vector<png_bytep> pointers;
   for (std::string& row : rows) {
     for (char& byte : row) byte = Random(3) == 0 ? static_cast<char>(Random(256)) : byte;
@@ -68,7 +70,7 @@ T_Sample Png(int i_type, int i_depth, bool i_interlaced, bool i_key) {
   png_write_image(png, pointers.data());
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);
-  if (i_interlaced) return {sample.m_bytes, Png(i_type, i_depth, false, i_key).m_pixels};
+  if (i_interlaced) return {sample.m_bytes, Png(i_type, i_depth, false, i_key, i_size).m_pixels};
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
   png_image_begin_read_from_memory(&image, sample.m_bytes.data(), sample.m_bytes.size());
@@ -216,6 +218,51 @@ TEST_F(Pictures, EveryVariantGivesItsPixelsAndADamagedOneIsRefusedOrSane) {
   }
 }
 
+// Of each canvas, the first as large as the picture.
+TEST_F(Pictures, AnOverlayIsLaidOverWholeOrNotAtAll) {
+  const T_Extent over{5, 20};
+  const T_Sample below = Png(6, 8, true, false), above = Png(4, 8, true, false, over);
+  const T_Extent canvases[] = {{kW, kH}, {40, 9}};
+  Write("/below", below.m_bytes);
+  for (size_t kept = above.m_bytes.size(); kept > 0; --kept) {
+    Write("/above", above.m_bytes.substr(0, kept));
+    CLogCapture log;
+    const T_Loaded loaded = LoadScreen("/below", "/above", canvases, {});
+    const bool whole = kept == above.m_bytes.size();
+    ASSERT_EQ(log.Take().size(), whole ? 0 : 1) << kept;
+    for (UInt32 at = 0; at < kW * kH; ++at) {
+      const UInt32 x = at % kW - 4, y = at / kW + 5;  // of the overlay
+      UInt32 pixel = below.m_pixels[at];
+      if (whole && x < 5) pixel = SourceOver(above.m_pixels[y * 5 + x], pixel, 255);
+      pixel = SourceOver(pixel, kOpaque, 255);
+      ASSERT_EQ(loaded.m_vecPictures[0]->Row(0)[at], pixel) << kept << " " << at;
+      ASSERT_EQ(loaded.m_vecPictures[1]->Row(at / kW)[at % kW + 13], pixel);
+    }
+  }
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(Pictures, AHugeOneTakesLittleMoreThanWhatIsMadeOfIt) {
+  for (const bool interlaced : {false, true}) {
+    Write("/huge", Png(3, 1, interlaced, true, {8192, 3000}).m_bytes);
+    const T_WantedSize sizes[] = {
+        {{1920, 1080}, {1920, 1080}}, {{}, {1920, 1080}}, {{1, 1}, {1, 1}}};
+    const pid_t child = fork();
+    if (child == 0) {
+      rlim_t pages = 0;
+      std::ifstream("/proc/self/statm") >> pages;
+      const rlim_t most = pages * 4096 + (64 << 20) + 2 * 1920 * 1080 * 4;
+      const rlimit limit{most, most};
+      setrlimit(RLIMIT_AS, &limit);
+      _exit(LoadPicture("/huge", sizes, {}).m_vecPictures.size() == 3 ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+}
+#endif
+
 TEST_F(Pictures, WhatIsNoPictureIsRefusedInWords) {
   const std::string png = Png(2, 8, false, false).m_bytes, bmp = Bmp(24, false, 40, 0, 0).m_bytes;
   const auto patched = [](std::string bytes, size_t at, const std::vector<UInt32>& words) {
@@ -323,7 +370,8 @@ TEST_F(Pictures, ScalingIsTheMeanOfTheAreaOrBilinear) {
       {{9, 300}, {9, 3}, 1},      {{300, 300}, {2, 3}, 1},     {{3, 2}, {700, 30}, 1},
       {{99, 98}, {98, 99}, 1},    {{60, 45}, {20, 15}, 1},     {{8, 6}, {4, 3}, 2},
       {{28, 21}, {4, 3}, 7},      {{2000, 1000}, {4, 2}, 500}, {{777, 555}, {13, 99}, 9999},
-      {{777, 55}, {5, 99}, 9999}, {{9, 5}, {99, 77}, 9999}};
+      {{777, 55}, {5, 99}, 9999}, {{9, 5}, {99, 77}, 9999},    {{60, 300}, {70, 700}, 1},
+      {{70, 300}, {60, 299}, 1},  {{3000, 40}, {20, 90}, 1}};
   for (const auto& [from, to, block] : sizes)
     for (const UInt32 opaque : {kOpaque, 0u}) {
       CPicture picture(from);
@@ -337,11 +385,12 @@ TEST_F(Pictures, ScalingIsTheMeanOfTheAreaOrBilinear) {
                                           : (random & 0x01010101) * 255 | opaque;  // sharp edges
       }
       const T_Extent seen{to.m_u32W / 2 + 1, to.m_u32H / 2 + 1};
-      std::string error;
-      const auto scaled = ScalePicture(picture, to, seen, {}, &error);
-      ASSERT_EQ(scaled->Extent(), seen);
+      CPicture scaled(seen);
+      CScaler scaler(from, opaque == 0, to, scaled.Middle(seen));
+      for (UInt32 y = 0; y < from.m_u32H; ++y) scaler.Take(picture.Row(y));
+      scaler.Finish();
       for (UInt32 at = 0; at < seen.Pixels() * 4; ++at) {
-        const UInt32 is = scaled->Row(0)[at / 4], pixel = at / 4, channel = at % 4;
+        const UInt32 is = scaled.Row(0)[at / 4], pixel = at / 4, channel = at % 4;
         const auto premultiplied = [&](UInt32 argb) {
           return channel == 3 ? argb >> 24 : Channel(argb, channel) * (argb >> 24) / 255.0;
         };

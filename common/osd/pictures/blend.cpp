@@ -9,9 +9,6 @@ namespace {
 // for longer than this, and each such case is a plain loop over bytes.
 constexpr UInt32 kBlock = 64;
 
-// i_u32Sum / 255 rounded; exact up to 255 * 255, and there is no tie.
-constexpr UInt32 By255(UInt32 i_u32Sum) { return (i_u32Sum + 128 + ((i_u32Sum + 128) >> 8)) >> 8; }
-
 UInt32 AlphaOf(UInt32 i_u32Argb, UInt32 i_u32Opacity) {
   return By255((i_u32Argb >> 24) * i_u32Opacity);
 }

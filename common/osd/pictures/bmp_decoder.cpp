@@ -3,7 +3,7 @@
 #include <cstring>
 #include <vector>
 
-#include "common/osd/pictures/decoders.h"
+#include "common/osd/pictures/row_reader.h"
 
 namespace {
 
@@ -60,40 +60,30 @@ class CHead {
   std::array<UInt8, kHead> m_aBytes{};
 };
 
-Bool IsKindRead(const CHead& i_head, std::string* o_pError) {
+CResult<> CheckKind(const CHead& i_head) {
   const UInt32 u32Compression = i_head.Word(kCompression);
   const UInt32 u32Header = i_head.Word(kHeaderBytes);
+  const UInt32 u32Bits = i_head.Bits();
   if (std::find(std::begin(kHeaderSizes), std::end(kHeaderSizes), u32Header) ==
       std::end(kHeaderSizes))
-    Refuse(o_pError, "its BMP header of %u bytes is of an unknown kind", u32Header);
-  else if (i_head.Bits() != 24 && i_head.Bits() != 32)
-    Refuse(o_pError, "its BMP has %u bits a pixel, not 24 or 32", i_head.Bits());
-  else if (u32Compression != kPlain && (i_head.Bits() == 24 || (u32Compression != kBitFields &&
-                                                                u32Compression != kAlphaBitFields)))
-    Refuse(o_pError, "its BMP compression %u is not read", u32Compression);
-  else if (i_head.HasMasks() && !i_head.AreMasksStandard())
-    Refuse(o_pError, "its BMP has colour masks that are not read");
-  else
-    return true;
-  return false;
+    return Refuse("its BMP header of %u bytes is of an unknown kind", u32Header);
+  if (u32Bits != 24 && u32Bits != 32)
+    return Refuse("its BMP has %u bits a pixel, not 24 or 32", u32Bits);
+  const Bool bMasks = u32Compression == kBitFields || u32Compression == kAlphaBitFields;
+  if (u32Compression != kPlain && (u32Bits == 24 || !bMasks))
+    return Refuse("its BMP compression %u is not read", u32Compression);
+  if (i_head.HasMasks() && !i_head.AreMasksStandard())
+    return Refuse("its BMP has colour masks that are not read");
+  return {};
 }
 
-struct T_BmpRows {
+// The rows' place in the file, and what their bytes mean.
+struct T_Layout {
   size_t m_start;
   size_t m_stride;  // bytes, a multiple of 4
   Bool m_bTopDown;
+  UInt32 m_u32Bits;
 };
-
-Bool AreRowsThere(const T_BmpRows& i_rows, const CHead& i_head, UInt64 i_u64H, size_t i_bytes,
-                  std::string* o_pError) {
-  if (i_rows.m_start < i_head.End())
-    Refuse(o_pError, "its BMP pixels start within the header");
-  else if (i_rows.m_start + i_u64H * i_rows.m_stride > i_bytes)
-    Refuse(o_pError, "it ends too early");
-  else
-    return true;
-  return false;
-}
 
 void ExpandRow(const UInt8* i_pBgr, UInt32* o_pArgb, UInt32 i_u32Count) {
   for (UInt32 u32X = 0; u32X < i_u32Count; ++u32X, i_pBgr += 3)
@@ -106,43 +96,51 @@ void ConvertRow(const UInt8* i_pBgra, UInt32* o_pArgb, UInt32 i_u32Count, UInt32
                     UInt32{i_pBgra[1]} << 8 | i_pBgra[0];
 }
 
-Bool ReadRows(CPictureFile& io_file, const T_BmpRows& i_rows, const CHead& i_head,
-              const std::stop_token& i_stop, CPicture* o_pPicture) {
-  std::vector<UInt8> row(i_rows.m_stride);
-  const auto [w, h] = o_pPicture->Extent();
-  io_file.Seek(i_rows.m_start);
-  for (UInt32 u32Row = 0; u32Row < h; ++u32Row) {
-    if (u32Row % kRowsPerLook == 0 && i_stop.stop_requested()) return false;
-    if (!io_file.Read(row.data(), row.size())) return false;
-    UInt32* const pRow = o_pPicture->Row(i_rows.m_bTopDown ? u32Row : h - 1 - u32Row);
-    if (i_head.Bits() == 24)
-      ExpandRow(row.data(), pRow, w);
+class CBmpRows : public CRowReader {
+ public:
+  CBmpRows(const T_File& i_pFile, const T_Extent& i_stExtent, Bool i_bAlpha,
+           const T_Layout& i_layout)
+      : CRowReader(i_stExtent, i_bAlpha),
+        m_pFile(i_pFile),
+        m_layout(i_layout),
+        m_bytes(i_layout.m_stride) {}
+
+  CResult<> Read(UInt32* o_pRow) override {
+    const auto [w, h] = Extent();
+    const size_t row = m_layout.m_bTopDown ? m_u32Y : h - 1 - m_u32Y;
+    ++m_u32Y;
+    m_pFile->Seek(m_layout.m_start + row * m_layout.m_stride);
+    if (!m_pFile->Read(m_bytes.data(), m_bytes.size())) return Refuse("%s", WhyNotRead());
+    if (m_layout.m_u32Bits == 24)
+      ExpandRow(m_bytes.data(), o_pRow, w);
     else
-      ConvertRow(row.data(), pRow, w, i_head.HasAlpha() ? 0 : kOpaque);
+      ConvertRow(m_bytes.data(), o_pRow, w, HasAlpha() ? 0 : kOpaque);
+    return {};
   }
-  return true;
-}
+
+ private:
+  const T_File m_pFile;
+  const T_Layout m_layout;
+  std::vector<UInt8> m_bytes;  // of one row
+  UInt32 m_u32Y = 0;
+};
 
 }  // namespace
 
-std::optional<CPicture> DecodeBmp(CPictureFile& io_file, const std::stop_token& i_stop,
-                                  std::string* o_pError) {
+CResult<T_Rows> ReadBmp(const T_File& i_pFile, const std::stop_token&) {
   CHead head;
-  if (!head.Read(io_file)) return Refuse(o_pError, "%s", WhyNotRead());
-  if (!IsKindRead(head, o_pError)) return std::nullopt;
+  if (!head.Read(*i_pFile)) return Refuse("%s", WhyNotRead());
+  if (const CResult<> kind = CheckKind(head); !kind) return kind.Refusal();
   const SInt64 s64W = static_cast<SInt32>(head.Word(kWidth));
   const SInt64 s64H = static_cast<SInt32>(head.Word(kHeight));
-  if (s64W < 0) return Refuse(o_pError, "its width is negative");
+  if (s64W < 0) return Refuse("its width is negative");
   const auto u64H = static_cast<UInt64>(s64H < 0 ? -s64H : s64H);
-  if (!IsSizeAllowed(static_cast<UInt64>(s64W), u64H, o_pError)) return std::nullopt;
+  if (const CResult<> size = CheckSize(static_cast<UInt64>(s64W), u64H); !size)
+    return size.Refusal();
   const size_t stride = (static_cast<size_t>(s64W) * head.Bits() / 8 + 3) / 4 * 4;
-  const T_BmpRows rows{head.Word(kPixelOffset), stride, s64H < 0};
-  if (!AreRowsThere(rows, head, u64H, io_file.Bytes(), o_pError)) return std::nullopt;
-  std::optional<CPicture> picture =
-      NewPicture({static_cast<UInt32>(s64W), static_cast<UInt32>(u64H)}, o_pError);
-  if (!picture) return std::nullopt;
-  if (!ReadRows(io_file, rows, head, i_stop, &*picture))
-    return Refuse(o_pError, "%s", WhyNotRead());
-  picture->SetOpaque(!head.HasAlpha());
-  return picture;
+  const T_Layout layout{head.Word(kPixelOffset), stride, s64H < 0, head.Bits()};
+  if (layout.m_start < head.End()) return Refuse("its BMP pixels start within the header");
+  if (layout.m_start + u64H * stride > i_pFile->Bytes()) return Refuse("it ends too early");
+  const T_Extent extent{static_cast<UInt32>(s64W), static_cast<UInt32>(u64H)};
+  return T_Rows(new CBmpRows(i_pFile, extent, head.HasAlpha(), layout));
 }

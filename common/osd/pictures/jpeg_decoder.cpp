@@ -5,8 +5,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
-#include "common/osd/pictures/decoders.h"
+#include "common/osd/pictures/row_reader.h"
 #include "daemon/common/utils.h"
 #include "platform/platform.h"
 
@@ -72,22 +73,18 @@ std::optional<T_JpegFrame> FindFrame(CPictureFile& io_file) {
 }
 
 // A file without a name, with room for i_bytes where the file system can promise that.
-CDescriptor MakeTemporary(size_t i_bytes, std::string* o_pError) {
+CResult<CDescriptor> MakeTemporary(size_t i_bytes) {
   const std::string folder = SystemPath(kTemporaryFolder);
   std::string path = folder + "/osd-picture.XXXXXX";
   CDescriptor file(mkostemp(path.data(), O_CLOEXEC));
-  if (file.Get() < 0) {
-    Refuse(o_pError, "no temporary file in the folder %s: %s", folder.c_str(),
-           std::strerror(errno));
-    return file;
-  }
+  if (file.Get() < 0)
+    return Refuse("no temporary file in the folder %s: %s", folder.c_str(), std::strerror(errno));
   unlink(path.c_str());
   if (fallocate(file.Get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(i_bytes)) == 0 ||
       errno == EOPNOTSUPP || errno == ENOSYS)
     return file;
-  Refuse(o_pError, "no %zu bytes in the temporary folder %s: %s", i_bytes, folder.c_str(),
-         std::strerror(errno));
-  return CDescriptor();
+  return Refuse("no %zu bytes in the temporary folder %s: %s", i_bytes, folder.c_str(),
+                std::strerror(errno));
 }
 
 std::string FirstLine(const std::string& i_strText) {
@@ -98,51 +95,49 @@ std::string FirstLine(const std::string& i_strText) {
   return line;
 }
 
-// Whether all went well; else *o_pError says what did not.
-Bool IsSuccess(const T_ProgramResult& i_result, std::string* o_pError) {
+CResult<> CheckEnd(const T_ProgramResult& i_result) {
   const std::string folder = SystemPath(kTemporaryFolder);
   const SInt32 s32Status = i_result.m_s32Status;
   const std::string said = FirstLine(i_result.m_strError);
   if (i_result.m_eEnd == ProgramEnd::kNotStarted)
-    Refuse(o_pError, "djpeg cannot be started: there is no process or no pipe left");
-  else if (i_result.m_eEnd == ProgramEnd::kTimedOut)
-    Refuse(o_pError, "djpeg did not end within %u s and was killed", kDecoderLimitMs / 1000);
-  else if (i_result.m_eEnd == ProgramEnd::kStopped)
-    Refuse(o_pError, "stopped");
-  else if (WIFSIGNALED(s32Status))
-    Refuse(o_pError, "djpeg, writing to the folder %s, was ended by the signal \"%s\"",
-           folder.c_str(), strsignal(WTERMSIG(s32Status)));
-  else if (WEXITSTATUS(s32Status) == 127)
-    Refuse(o_pError, "djpeg is not installed (Debian package libjpeg-turbo-progs) or cannot run %s",
-           said.c_str());
-  else if (s32Status != 0)
-    Refuse(o_pError, "djpeg, writing to the folder %s, failed with %d: %s", folder.c_str(),
-           WEXITSTATUS(s32Status), said.c_str());
-  else
-    return true;
-  return false;
+    return Refuse("djpeg cannot be started: there is no process or no pipe left");
+  if (i_result.m_eEnd == ProgramEnd::kTimedOut)
+    return Refuse("djpeg did not end within %u s and was killed", kDecoderLimitMs / 1000);
+  if (i_result.m_eEnd == ProgramEnd::kStopped) return Refuse("stopped");
+  if (WIFSIGNALED(s32Status))
+    return Refuse("djpeg, writing to the folder %s, was ended by the signal \"%s\"", folder.c_str(),
+                  strsignal(WTERMSIG(s32Status)));
+  if (WEXITSTATUS(s32Status) == 127)
+    return Refuse("djpeg is not installed (Debian package libjpeg-turbo-progs) or cannot run %s",
+                  said.c_str());
+  if (s32Status != 0)
+    return Refuse("djpeg, writing to the folder %s, failed with %d: %s", folder.c_str(),
+                  WEXITSTATUS(s32Status), said.c_str());
+  return {};
 }
 
 }  // namespace
 
-std::optional<CPicture> DecodeJpeg(CPictureFile& io_file, const std::stop_token& i_stop,
-                                   std::string* o_pError) {
-  const std::optional<T_JpegFrame> frame = FindFrame(io_file);
-  if (!frame) return Refuse(o_pError, "its JPEG is damaged: it tells no size");
+CResult<T_Rows> ReadJpeg(const T_File& i_pFile, const std::stop_token& i_stop) {
+  const std::optional<T_JpegFrame> frame = FindFrame(*i_pFile);
+  if (!frame) return Refuse("its JPEG is damaged: it tells no size");
   const auto [w, h] = frame->m_stExtent;
-  if (!IsSizeAllowed(w, h, o_pError)) return std::nullopt;
-  CDescriptor bitmap = MakeTemporary(frame->BmpBytes(), o_pError);
-  if (bitmap.Get() < 0) return std::nullopt;
+  if (const CResult<> size = CheckSize(w, h); !size) return size.Refusal();
+  CResult<CDescriptor> bitmap = MakeTemporary(frame->BmpBytes());
+  if (!bitmap) return bitmap.Refusal();
   // A grey picture would get a palette.
   const char* const pGrey = frame->m_u32Components == 1 ? "-rgb" : nullptr;
   const char* const aArguments[] = {"djpeg", "-bmp", pGrey, nullptr};
-  const T_ProgramResult result = RunProgram({aArguments, io_file.Descriptor(), bitmap.Get(),
-                                             kDecoderLimitMs, frame->BmpBytes(), kDecoderMaxMemory},
-                                            i_stop);
-  if (!IsSuccess(result, o_pError)) return std::nullopt;
-  CPictureFile output(std::move(bitmap));
-  std::string why = "another size";
-  std::optional<CPicture> picture = DecodeBmp(output, i_stop, &why);
-  if (picture && picture->Extent() == frame->m_stExtent) return picture;
-  return Refuse(o_pError, "djpeg did not give its %u x %u pixels: %s", w, h, why.c_str());
+  const T_Program djpeg{.m_pArguments = aArguments,
+                        .m_s32Stdin = i_pFile->Descriptor(),
+                        .m_s32Stdout = bitmap->Get(),
+                        .m_u32LimitMs = kDecoderLimitMs,
+                        .m_u64MaxFileBytes = frame->BmpBytes(),
+                        .m_u64MaxMemory = kDecoderMaxMemory};
+  const CResult<> end = CheckEnd(RunProgram(djpeg, i_stop));
+  if (!end) return end.Refusal();
+  CResult<T_Rows> rows = ReadBmp(std::make_shared<CPictureFile>(std::move(*bitmap)), i_stop);
+  if (rows && (*rows)->Extent() == frame->m_stExtent) return rows;
+  return Refuse("djpeg did not give its %u x %u pixels: %s", w, h,
+                rows ? "another size" : rows.Why().c_str());
 }

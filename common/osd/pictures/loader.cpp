@@ -1,10 +1,11 @@
 #include "common/osd/pictures/loader.h"
 
 #include <algorithm>
-#include <cstring>
+#include <functional>
+#include <new>
 
 #include "common/osd/pictures/blend.h"
-#include "common/osd/pictures/decoders.h"
+#include "common/osd/pictures/row_reader.h"
 #include "common/osd/pictures/scaler.h"
 #include "framework/log.h"
 #include "platform/platform.h"
@@ -12,41 +13,88 @@
 namespace {
 
 constexpr UInt32 kBlack = 0xFF000000;
+constexpr const char* kChanged = "it changed while it was read";
 
-using T_Decode = std::optional<CPicture> (*)(CPictureFile&, const std::stop_token&, std::string*);
+using T_Read = CResult<T_Rows> (*)(const T_File&, const std::stop_token&);
 
 struct T_Format {
   std::string_view m_start;  // of the file
-  T_Decode m_pDecode;
+  T_Read m_pRead;
 };
 constexpr T_Format kFormats[] = {
-    {"\x89PNG\r\n\x1A\n", &DecodePng}, {"\xFF\xD8\xFF", &DecodeJpeg}, {"BM", &DecodeBmp}};
+    {"\x89PNG\r\n\x1A\n", &ReadPng}, {"\xFF\xD8\xFF", &ReadJpeg}, {"BM", &ReadBmp}};
 
-// Null when it is none that is read.
-T_Decode DecoderOf(CPictureFile& io_file) {
+CResult<T_File> OpenFile(const std::string& i_strPath) {
+  CResult<CPictureFile> file = CPictureFile::Open(NamedPath(i_strPath));
+  if (!file) return file.Refusal();
+  return std::make_shared<CPictureFile>(std::move(*file));
+}
+
+CResult<T_Rows> ReadRows(const T_File& i_pFile, const std::stop_token& i_stop) {
   char aStart[8] = {};
-  const size_t bytes = std::min(sizeof(aStart), io_file.Bytes());
-  if (!io_file.Read(aStart, bytes)) return nullptr;
-  io_file.Seek(0);
+  const size_t bytes = std::min(sizeof(aStart), i_pFile->Bytes());
+  const Bool bRead = i_pFile->Read(aStart, bytes);
+  i_pFile->Seek(0);
   for (const T_Format& format : kFormats)
-    if (std::string_view(aStart, bytes).starts_with(format.m_start)) return format.m_pDecode;
-  return nullptr;
+    if (bRead && std::string_view(aStart, bytes).starts_with(format.m_start))
+      return format.m_pRead(i_pFile, i_stop);
+  return Refuse("it is not a PNG, JPEG or BMP file");
 }
 
-std::optional<CPicture> Read(const std::string& i_strPath, const std::stop_token& i_stop,
-                             T_FileId* o_pFile, std::string* o_pError) {
-  std::optional<CPictureFile> file = CPictureFile::Open(NamedPath(i_strPath), o_pError);
-  if (!file) return std::nullopt;
-  *o_pFile = file->Id();
-  const T_Decode pDecode = DecoderOf(*file);
-  std::optional<CPicture> picture;
-  if (pDecode != nullptr)
-    picture = pDecode(*file, i_stop, o_pError);
-  else
-    Refuse(o_pError, "it is not a PNG, JPEG or BMP file");
-  if (file->HasChanged()) return Refuse(o_pError, "it changed while it was read");
-  return picture;
-}
+// The rows of one picture with another laid over its middle, pixel by pixel and cut where it passes
+// the edges.
+class COverlaidRows : public CRowReader {
+ public:
+  // i_pOver are the rows of i_pFile. *o_pError is why they cannot be read to their end, once a call
+  // has failed for that.
+  COverlaidRows(T_Rows i_pRows, const T_File& i_pFile, T_Rows i_pOver, std::string* o_pError)
+      : CRowReader(i_pRows->Extent(), i_pRows->HasAlpha()),
+        m_pRows(std::move(i_pRows)),
+        m_pFile(i_pFile),
+        m_pOver(std::move(i_pOver)),
+        m_pError(o_pError),
+        m_over(m_pOver->Extent().m_u32W) {}
+
+  CResult<> Read(UInt32* o_pRow) override {
+    if (CResult<> read = m_pRows->Read(o_pRow); !read) return read;
+    const auto [w, h] = Extent();
+    const auto [overW, overH] = m_pOver->Extent();
+    const UInt32 u32W = std::min(w, overW);
+    const UInt32 u32H = std::min(h, overH);
+    const UInt32 u32Y = m_u32Y++ - (h - u32H) / 2;  // beyond all rows where it would be negative
+    if (u32Y >= u32H) return {};
+    if (CResult<> read = ReadOver((overH - u32H) / 2 + u32Y + 1); !read) return read;
+    BlendRow(m_over.data() + (overW - u32W) / 2, o_pRow + (w - u32W) / 2, u32W, 255);
+    return {};
+  }
+
+  CResult<> Finish() override {
+    if (CResult<> read = ReadOver(m_pOver->Extent().m_u32H); !read) return read;
+    if (const CResult<> end = m_pOver->Finish(); !end) return Failed(end.Why());
+    if (m_pFile->HasChanged()) return Failed(kChanged);
+    return m_pRows->Finish();
+  }
+
+ private:
+  // Until i_u32Rows of them were read.
+  CResult<> ReadOver(UInt32 i_u32Rows) {
+    for (; m_u32Over < i_u32Rows; ++m_u32Over)
+      if (const CResult<> read = m_pOver->Read(m_over.data()); !read) return Failed(read.Why());
+    return {};
+  }
+  CResult<> Failed(const std::string& i_strWhy) {
+    *m_pError = m_pFile->HasChanged() ? kChanged : i_strWhy;
+    return T_Refusal{*m_pError};
+  }
+
+  const T_Rows m_pRows;
+  const T_File m_pFile;
+  const T_Rows m_pOver;
+  std::string* const m_pError;
+  std::vector<UInt32> m_over;
+  UInt32 m_u32Y = 0;
+  UInt32 m_u32Over = 0;
+};
 
 // i_u32Side * i_u32By / i_u32Of rounded, from 1 to what 32 bits hold.
 UInt32 Proportion(UInt32 i_u32Side, UInt32 i_u32By, UInt32 i_u32Of) {
@@ -62,66 +110,152 @@ T_Extent Fitting(const T_Extent& i_stOwn, const T_Extent& i_stRoom) {
   return {Proportion(i_stRoom.m_u32H, w, h), i_stRoom.m_u32H};
 }
 
-// i_over over the middle of io_picture, cut where it passes the edges.
-void LayOver(const CPicture& i_over, CPicture* io_pPicture) {
-  const auto [fromW, fromH] = i_over.Extent();
-  const auto [toW, toH] = io_pPicture->Extent();
-  const UInt32 u32W = std::min(fromW, toW);
-  const UInt32 u32H = std::min(fromH, toH);
-  for (UInt32 u32Y = 0; u32Y < u32H; ++u32Y)
-    BlendRow(i_over.Row((fromH - u32H) / 2 + u32Y) + (fromW - u32W) / 2,
-             io_pPicture->Row((toH - u32H) / 2 + u32Y) + (toW - u32W) / 2, u32W, 255);
+// One of the pictures that are made of the same rows.
+struct T_Plan {
+  T_Extent m_stPicture;
+  T_Extent m_stScaled;
+  T_Extent m_stSeen;  // of the scaled one; lies in the middle of the picture, on black
+
+  bool operator==(const T_Plan&) const = default;
+};
+
+struct T_Target {
+  std::shared_ptr<CPicture> m_pPicture;
+  T_Part m_part;
+  CScaler m_scaler;
+};
+
+CResult<T_Target> NewTarget(const CRowReader& i_rows, const T_Plan& i_plan) {
+  const auto [w, h] = i_plan.m_stPicture;
+  if (const CResult<> size = CheckSize(w, h); !size) return size.Refusal();
+  try {
+    auto pPicture = std::make_shared<CPicture>(i_plan.m_stPicture);
+    const T_Part part = pPicture->Middle(i_plan.m_stSeen);
+    if (i_plan.m_stSeen != i_plan.m_stPicture)
+      std::fill_n(pPicture->Row(0), i_plan.m_stPicture.Pixels(), kBlack);
+    CScaler scaler(i_rows.Extent(), i_rows.HasAlpha(), i_plan.m_stScaled, part);
+    return T_Target{std::move(pPicture), part, std::move(scaler)};
+  } catch (const std::bad_alloc&) {
+    return Refuse("there is not enough memory for %u x %u pixels", w, h);
+  }
 }
 
-std::optional<CPicture> OnBlack(const CPicture& i_picture, const T_Extent& i_stCanvas,
-                                const std::stop_token& i_stop, std::string* o_pError) {
-  if (!IsSizeAllowed(i_stCanvas.m_u32W, i_stCanvas.m_u32H, o_pError)) return std::nullopt;
-  const T_Extent stFitting = Fitting(i_picture.Extent(), i_stCanvas);
-  const auto scaled = ScalePicture(i_picture, stFitting, stFitting, i_stop, o_pError);
-  if (!scaled) return std::nullopt;
-  std::optional<CPicture> screen = NewPicture(i_stCanvas, o_pError);
-  if (!screen) return std::nullopt;
-  std::fill_n(screen->Row(0), i_stCanvas.Pixels(), kBlack);
-  LayOver(*scaled, &*screen);
-  screen->SetOpaque(true);
-  return screen;
+Bool AreOpaque(const std::vector<UInt32>& i_row) {
+  UInt32 u32All = ~0U;
+  for (const UInt32 u32Argb : i_row) u32All &= u32Argb;
+  return u32All >> 24 == 0xFF;
 }
 
-void AddOverlay(const std::string& i_strOverlay, const std::stop_token& i_stop,
-                CPicture* io_pPicture) {
-  if (i_strOverlay.empty() || IdentifyFile(i_strOverlay) == T_FileId{}) return;
-  T_FileId file;
-  std::string error;
-  const std::optional<CPicture> overlay = Read(i_strOverlay, i_stop, &file, &error);
-  if (overlay)
-    LayOver(*overlay, io_pPicture);
-  else if (!i_stop.stop_requested())
-    LOG_ERROR("picture <%s> not laid over: %s", i_strOverlay.c_str(), error.c_str());
+// All rows into all targets; whether all their pixels are opaque.
+CResult<Bool> Pour(CRowReader& io_rows, std::vector<T_Target>& io_targets,
+                   const std::stop_token& i_stop) {
+  constexpr UInt32 kRowsPerLook = 64;
+  std::vector<UInt32> row(io_rows.Extent().m_u32W);
+  Bool bOpaque = true;
+  for (UInt32 u32Y = 0; u32Y < io_rows.Extent().m_u32H; ++u32Y) {
+    if (u32Y % kRowsPerLook == 0 && i_stop.stop_requested()) return Refuse("stopped");
+    if (const CResult<> read = io_rows.Read(row.data()); !read) return read.Refusal();
+    bOpaque = bOpaque && (!io_rows.HasAlpha() || AreOpaque(row));
+    for (T_Target& target : io_targets) target.m_scaler.Take(row.data());
+  }
+  if (const CResult<> end = io_rows.Finish(); !end) return end.Refusal();
+  for (T_Target& target : io_targets) target.m_scaler.Finish();
+  return bOpaque;
 }
 
-// The picture itself where nothing is to do, one that was made for the same size, or a new one.
-std::shared_ptr<const CPicture> Sized(const std::shared_ptr<const CPicture>& i_pOwn,
-                                      const T_WantedSize& i_wanted, const std::stop_token& i_stop,
-                                      std::string* o_pError) {
-  const T_Extent stScaled = ScaledExtent(i_pOwn->Extent(), i_wanted.m_stScaled);
+void LayOnBlack(const T_Part& i_part) {
+  std::vector<UInt32> row(i_part.m_stExtent.m_u32W);
+  for (UInt32 u32Y = 0; u32Y < i_part.m_stExtent.m_u32H; ++u32Y) {
+    UInt32* const pRow = i_part.Row(u32Y);
+    std::copy_n(pRow, row.size(), row.begin());
+    std::fill_n(pRow, row.size(), kBlack);
+    BlendRow(row.data(), pRow, i_part.m_stExtent.m_u32W, 255);
+  }
+}
+
+// What is to be made, of which file.
+struct T_Job {
+  std::string m_strPath;
+  std::function<std::vector<T_Plan>(const T_Extent& i_stOwn)> m_plans;
+  Bool m_bOnBlack;
+  std::stop_token m_stop;
+};
+
+// A picture for each plan; equal plans share one.
+CResult<> MakeAll(const T_Job& i_job, CRowReader& io_rows, T_Loaded* o_pLoaded) {
+  const std::vector<T_Plan> plans = i_job.m_plans(io_rows.Extent());
+  std::vector<T_Plan> made;
+  std::vector<T_Target> targets;
+  for (const T_Plan& plan : plans) {
+    if (std::find(made.begin(), made.end(), plan) != made.end()) continue;
+    CResult<T_Target> target = NewTarget(io_rows, plan);
+    if (!target) return target.Refusal();
+    made.push_back(plan);
+    targets.push_back(std::move(*target));
+  }
+  CResult<Bool> opaque = Pour(io_rows, targets, i_job.m_stop);
+  if (!opaque) return opaque.Refusal();
+  for (T_Target& target : targets) {
+    if (i_job.m_bOnBlack && !*opaque) LayOnBlack(target.m_part);
+    target.m_pPicture->SetOpaque(i_job.m_bOnBlack || *opaque);
+  }
+  for (const T_Plan& plan : plans) {
+    const auto at = std::find(made.begin(), made.end(), plan) - made.begin();
+    o_pLoaded->m_vecPictures.push_back(targets[static_cast<size_t>(at)].m_pPicture);
+  }
+  return {};
+}
+
+// What is laid over the rows, and why it was not.
+struct T_Overlay {
+  std::string m_strPath;
+  std::string m_strError;
+};
+
+CResult<T_Rows> Overlaid(T_Rows i_pRows, const std::stop_token& i_stop, T_Overlay* io_pOverlay) {
+  std::string& error = io_pOverlay->m_strError;
+  CResult<T_File> file = OpenFile(io_pOverlay->m_strPath);
+  CResult<T_Rows> over = file ? ReadRows(*file, i_stop) : file.Refusal();
+  if (over) return T_Rows(new COverlaidRows(std::move(i_pRows), *file, std::move(*over), &error));
+  error = file && (*file)->HasChanged() ? kChanged : over.Why();
+  return T_Refusal{error};
+}
+
+CResult<> LoadRows(const T_Job& i_job, const T_File& i_pFile, T_Overlay* io_pOverlay,
+                   T_Loaded* o_pLoaded) {
+  CResult<T_Rows> rows = ReadRows(i_pFile, i_job.m_stop);
+  if (rows && io_pOverlay != nullptr) rows = Overlaid(std::move(*rows), i_job.m_stop, io_pOverlay);
+  if (!rows) return rows.Refusal();
+  o_pLoaded->m_stOwn = (*rows)->Extent();
+  return MakeAll(i_job, **rows, o_pLoaded);
+}
+
+CResult<> LoadFile(const T_Job& i_job, T_Overlay* io_pOverlay, T_Loaded* o_pLoaded) {
+  CResult<T_File> file = OpenFile(i_job.m_strPath);
+  if (!file) return file.Refusal();
+  o_pLoaded->m_stFile = (*file)->Id();
+  const CResult<> loaded = LoadRows(i_job, *file, io_pOverlay, o_pLoaded);
+  if ((*file)->HasChanged()) return Refuse("%s", kChanged);
+  return loaded;
+}
+
+// io_pOverlay may be null.
+T_Loaded Load(const T_Job& i_job, T_Overlay* io_pOverlay) try {
+  T_Loaded loaded;
+  if (const CResult<> made = LoadFile(i_job, io_pOverlay, &loaded); !made) {
+    loaded.m_strError = made.Why();
+    loaded.m_vecPictures.clear();
+  }
+  return loaded;
+} catch (const std::bad_alloc&) {
+  return {"there is not enough memory for scaling it", {}, {}, {}};
+}
+
+T_Plan PlanFor(const T_Extent& i_stOwn, const T_WantedSize& i_wanted) {
+  const T_Extent stScaled = ScaledExtent(i_stOwn, i_wanted.m_stScaled);
   const T_Extent stSeen{std::min(stScaled.m_u32W, i_wanted.m_stRoom.m_u32W),
                         std::min(stScaled.m_u32H, i_wanted.m_stRoom.m_u32H)};
-  if (stScaled == i_pOwn->Extent() && stSeen == stScaled) return i_pOwn;
-  if (!IsSizeAllowed(stSeen.m_u32W, stSeen.m_u32H, o_pError)) return nullptr;
-  std::optional<CPicture> picture = ScalePicture(*i_pOwn, stScaled, stSeen, i_stop, o_pError);
-  return picture ? std::make_shared<const CPicture>(std::move(*picture)) : nullptr;
-}
-
-// One i_make for each of i_sizes; equal sizes share one. All of them or an error.
-template <class T_Size, class T_Make>
-void MakeAll(std::span<const T_Size> i_sizes, const T_Make& i_make, T_Loaded* io_pLoaded) {
-  auto& pictures = io_pLoaded->m_vecPictures;
-  for (const T_Size& size : i_sizes) {
-    const auto same = std::find(i_sizes.begin(), i_sizes.end(), size) - i_sizes.begin();
-    const auto made = static_cast<size_t>(same);
-    pictures.push_back(made < pictures.size() ? pictures[made] : i_make(size));
-    if (pictures.back() == nullptr) return pictures.clear();
-  }
+  return {stSeen, stScaled, stSeen};
 }
 
 }  // namespace
@@ -141,29 +275,30 @@ T_FileId IdentifyFile(const std::string& i_strPath) {
 
 T_Loaded LoadPicture(const std::string& i_strPath, std::span<const T_WantedSize> i_sizes,
                      std::stop_token i_stop) {
-  T_Loaded loaded;
-  std::optional<CPicture> picture = Read(i_strPath, i_stop, &loaded.m_stFile, &loaded.m_strError);
-  if (!picture) return loaded;
-  const auto pOwn = std::make_shared<const CPicture>(std::move(*picture));
-  loaded.m_stOwn = pOwn->Extent();
-  const auto make = [&](const T_WantedSize& i_size) {
-    return Sized(pOwn, i_size, i_stop, &loaded.m_strError);
+  const auto plans = [&](const T_Extent& i_stOwn) {
+    std::vector<T_Plan> made;
+    for (const T_WantedSize& size : i_sizes) made.push_back(PlanFor(i_stOwn, size));
+    return made;
   };
-  MakeAll(i_sizes, make, &loaded);
-  return loaded;
+  return Load({i_strPath, plans, false, i_stop}, nullptr);
 }
 
 T_Loaded LoadScreen(const std::string& i_strPath, const std::string& i_strOverlay,
                     std::span<const T_Extent> i_canvases, std::stop_token i_stop) {
-  T_Loaded loaded;
-  std::optional<CPicture> picture = Read(i_strPath, i_stop, &loaded.m_stFile, &loaded.m_strError);
-  if (!picture) return loaded;
-  loaded.m_stOwn = picture->Extent();
-  AddOverlay(i_strOverlay, i_stop, &*picture);
-  const auto make = [&](const T_Extent& i_stCanvas) -> std::shared_ptr<const CPicture> {
-    auto screen = OnBlack(*picture, i_stCanvas, i_stop, &loaded.m_strError);
-    return screen ? std::make_shared<const CPicture>(std::move(*screen)) : nullptr;
+  const auto plans = [&](const T_Extent& i_stOwn) {
+    std::vector<T_Plan> made;
+    for (const T_Extent& stCanvas : i_canvases) {
+      const T_Extent stFitting = Fitting(i_stOwn, stCanvas);
+      made.push_back({stCanvas, stFitting, stFitting});
+    }
+    return made;
   };
-  MakeAll(i_canvases, make, &loaded);
-  return loaded;
+  const T_Job job{i_strPath, plans, true, i_stop};
+  if (i_strOverlay.empty() || IdentifyFile(i_strOverlay) == T_FileId{}) return Load(job, nullptr);
+  T_Overlay overlay{i_strOverlay, {}};
+  T_Loaded loaded = Load(job, &overlay);
+  if (overlay.m_strError.empty()) return loaded;
+  if (!i_stop.stop_requested())
+    LOG_ERROR("picture <%s> not laid over: %s", i_strOverlay.c_str(), overlay.m_strError.c_str());
+  return Load(job, nullptr);  // some of its rows may have got it
 }

@@ -15,6 +15,15 @@ struct T_Extent {
   bool operator==(const T_Extent&) const = default;
 };
 
+// Some rows of pixels that are one above the other in memory, maybe with others beside them.
+struct T_Part {
+  UInt32* m_pFirst;
+  size_t m_stride;  // px
+  T_Extent m_stExtent;
+
+  UInt32* Row(UInt32 i_u32Y) const { return m_pFirst + i_u32Y * m_stride; }
+};
+
 class CPicture {
  public:
   static constexpr UInt32 kMaxSide = 8192;  // px
@@ -30,6 +39,13 @@ class CPicture {
   UInt32* Row(UInt32 i_u32Y) { return m_pPixels.get() + size_t{i_u32Y} * m_stExtent.m_u32W; }
   const UInt32* Row(UInt32 i_u32Y) const {
     return m_pPixels.get() + size_t{i_u32Y} * m_stExtent.m_u32W;
+  }
+
+  // The middle of it; i_stExtent is at most its own.
+  T_Part Middle(const T_Extent& i_stExtent) {
+    const UInt32 u32X = (m_stExtent.m_u32W - i_stExtent.m_u32W) / 2;
+    const UInt32 u32Y = (m_stExtent.m_u32H - i_stExtent.m_u32H) / 2;
+    return {Row(u32Y) + u32X, m_stExtent.m_u32W, i_stExtent};
   }
 
   // Whether every pixel is known to have alpha 255.

@@ -5,8 +5,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "common/osd/pictures/decoders.h"
-
 namespace {
 
 // All zeros, which is no file, when the system cannot tell.
@@ -31,23 +29,20 @@ CPictureFile::CPictureFile(CDescriptor i_file)
 
 // The path is looked up once. The descriptor that only names the object tells what it is, and the
 // object is opened for reading through that descriptor.
-std::optional<CPictureFile> CPictureFile::Open(const std::string& i_strPath,
-                                               std::string* o_pError) {
+CResult<CPictureFile> CPictureFile::Open(const std::string& i_strPath) {
   const CDescriptor named(open(i_strPath.c_str(), O_PATH | O_CLOEXEC));
-  if (named.Get() < 0) return Refuse(o_pError, "%s", std::strerror(errno));
+  if (named.Get() < 0) return Refuse("%s", std::strerror(errno));
   const struct stat status = Status(named);
-  if (!S_ISREG(status.st_mode))
-    return Refuse(o_pError, "it is %s, not a file", KindOf(status.st_mode));
+  if (!S_ISREG(status.st_mode)) return Refuse("it is %s, not a file", KindOf(status.st_mode));
   const std::string self = "/proc/self/fd/" + std::to_string(named.Get());
   CDescriptor opened(open(self.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // waits for no lease
   if (opened.Get() < 0)
-    return Refuse(o_pError, "it cannot be read, through %s: %s", self.c_str(),
-                  std::strerror(errno));
+    return Refuse("it cannot be read, through %s: %s", self.c_str(), std::strerror(errno));
   CPictureFile file(std::move(opened));
   const off_t bytes = file.Id().m_bytes;
-  if (bytes == 0) return Refuse(o_pError, "it is empty");
+  if (bytes == 0) return Refuse("it is empty");
   if (bytes > static_cast<off_t>(kMaxBytes))
-    return Refuse(o_pError, "its %lld bytes exceed %zu", static_cast<long long>(bytes), kMaxBytes);
+    return Refuse("its %lld bytes exceed %zu", static_cast<long long>(bytes), kMaxBytes);
   return file;
 }
 

@@ -2,10 +2,10 @@
 // a file that is cut meanwhile is a short read and no signal.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "common/osd/pictures/file_id.h"
+#include "common/osd/pictures/result.h"
 #include "framework/descriptor.h"
 #include "framework/types.h"
 
@@ -14,9 +14,9 @@ class CPictureFile {
   static constexpr size_t kMaxBytes = size_t{64} << 20;
 
   // Follows links. Without a side effect on what is no regular file: a pipe is not waited for, a
-  // device not touched. Needs /proc. nullopt when it is none, cannot be read, is empty or above kMaxBytes;
-  // *o_pError then says why.
-  static std::optional<CPictureFile> Open(const std::string& i_strPath, std::string* o_pError);
+  // device not touched. Needs /proc. Refused when it is none, cannot be read, is empty or above
+  // kMaxBytes.
+  static CResult<CPictureFile> Open(const std::string& i_strPath);
 
   // Takes over i_file, a regular file, of whatever size it has now.
   explicit CPictureFile(CDescriptor i_file);

@@ -1,126 +1,176 @@
 #include <png.h>
 
-#include <algorithm>
 #include <chrono>
 #include <csetjmp>
 #include <cstdio>
+#include <vector>
 
-#include "common/osd/pictures/decoders.h"
+#include "common/osd/pictures/row_reader.h"
 
 namespace {
 
-// Many times what the largest picture takes on a slow processor.
-constexpr std::chrono::seconds kLimit{30};
+using T_Clock = std::chrono::steady_clock;
 
-// libpng leaves a failing step by longjmp, so a step has no object with a destructor; whatever
-// must be freed belongs to the functions that call Attempt.
-struct T_PngJob {
-  CPictureFile* m_pFile;
-  const std::stop_token* m_pStop;
-  std::chrono::steady_clock::time_point m_limit;
-  CPicture* m_pPicture = nullptr;
-  png_structp m_pPng = nullptr;
-  png_infop m_pInfo = nullptr;
-  char m_aError[128] = "there is not enough memory for the decoder";
+// For what may stand behind the last row; the rows themselves bound their own work.
+constexpr std::chrono::seconds kTailLimit{30};
+
+struct T_PngHead {
+  T_Extent m_stExtent;
+  Bool m_bAlpha;
+  Bool m_bInterlaced;
 };
 
+// libpng leaves a failing step by longjmp, so a step has no object with a destructor; whatever
+// must be freed belongs to the functions that call Attempt. Each reader is at its own place in the
+// file.
 class CPngReader {
  public:
-  explicit CPngReader(T_PngJob* io_pJob) : m_job(*io_pJob) {
-    m_job.m_pPng = png_create_read_struct(PNG_LIBPNG_VER_STRING, io_pJob, &Fail, &Ignore);
-    if (m_job.m_pPng != nullptr) m_job.m_pInfo = png_create_info_struct(m_job.m_pPng);
+  CPngReader(const T_File& i_pFile, const std::stop_token& i_stop)
+      : m_pFile(i_pFile), m_stop(i_stop) {
+    m_pPng = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, &Fail, &Ignore);
+    if (m_pPng != nullptr) m_pInfo = png_create_info_struct(m_pPng);
   }
-  ~CPngReader() { png_destroy_read_struct(&m_job.m_pPng, &m_job.m_pInfo, nullptr); }
+  ~CPngReader() { png_destroy_read_struct(&m_pPng, &m_pInfo, nullptr); }
   CPngReader(const CPngReader&) = delete;
   CPngReader& operator=(const CPngReader&) = delete;
 
-  Bool Attempt(void (*i_pStep)(T_PngJob&)) {
-    if (m_job.m_pInfo == nullptr || setjmp(png_jmpbuf(m_job.m_pPng)) != 0) return false;
-    i_pStep(m_job);
-    return true;
+  CResult<T_PngHead> ReadHead();
+  // To the first row of pass i_pass; the rows will have i_stExtent.m_u32W words.
+  CResult<> GoTo(size_t i_pass, const T_Extent& i_stExtent) {
+    m_u32W = i_stExtent.m_u32W;
+    m_rowsBefore = i_pass * i_stExtent.m_u32H;
+    return Attempt(&Begin);
+  }
+  // Puts those px of the next row that belong to the pass.
+  CResult<> Read(UInt32* io_pRow) {
+    m_pRow = io_pRow;
+    return Attempt(&Row);
+  }
+  CResult<> Finish() {
+    m_limit = T_Clock::now() + kTailLimit;
+    return Attempt(&Tail);
   }
 
  private:
   [[noreturn]] static void Fail(png_structp io_pPng, png_const_charp i_pText) {
-    auto& job = *static_cast<T_PngJob*>(png_get_error_ptr(io_pPng));
-    std::snprintf(job.m_aError, sizeof(job.m_aError), "%s", i_pText);
+    auto& reader = *static_cast<CPngReader*>(png_get_error_ptr(io_pPng));
+    std::snprintf(reader.m_aError, sizeof(reader.m_aError), "%s", i_pText);
     png_longjmp(io_pPng, 1);
   }
   static void Ignore(png_structp, png_const_charp) {}
+  static void ReadBytes(png_structp io_pPng, png_bytep o_pBytes, size_t i_bytes);
 
-  T_PngJob& m_job;
+  CResult<> Attempt(void (*i_pStep)(CPngReader&)) {
+    if (m_pInfo == nullptr || setjmp(png_jmpbuf(m_pPng)) != 0)
+      return Refuse("its PNG cannot be decoded: %s", m_aError);
+    i_pStep(*this);
+    return {};
+  }
+
+  static void Head(CPngReader& io_reader);
+  static void Begin(CPngReader& io_reader);
+  static void Row(CPngReader& io_reader) {
+    png_read_row(io_reader.m_pPng, reinterpret_cast<png_bytep>(io_reader.m_pRow), nullptr);
+  }
+  static void Tail(CPngReader& io_reader) { png_read_end(io_reader.m_pPng, nullptr); }
+
+  const T_File m_pFile;
+  const std::stop_token m_stop;
+  size_t m_offset = 0;
+  T_Clock::time_point m_limit = T_Clock::time_point::max();
+  png_structp m_pPng = nullptr;
+  png_infop m_pInfo = nullptr;
+  UInt32 m_u32W = 0;
+  size_t m_rowsBefore = 0;
+  UInt32* m_pRow = nullptr;
+  char m_aError[128] = "there is not enough memory for the decoder";
 };
 
 // The place where every long work passes: compressed data may go on for minutes behind the last row.
-void ReadBytes(png_structp io_pPng, png_bytep o_pBytes, size_t i_bytes) {
-  const auto& job = *static_cast<T_PngJob*>(png_get_io_ptr(io_pPng));
-  if (job.m_pStop->stop_requested()) png_error(io_pPng, "stopped");
-  if (std::chrono::steady_clock::now() >= job.m_limit) png_error(io_pPng, "it takes above 30 s");
-  if (!job.m_pFile->Read(o_pBytes, i_bytes)) png_error(io_pPng, WhyNotRead());
+void CPngReader::ReadBytes(png_structp io_pPng, png_bytep o_pBytes, size_t i_bytes) {
+  auto& reader = *static_cast<CPngReader*>(png_get_io_ptr(io_pPng));
+  if (reader.m_stop.stop_requested()) png_error(io_pPng, "stopped");
+  if (T_Clock::now() >= reader.m_limit) png_error(io_pPng, "it takes above 30 s");
+  reader.m_pFile->Seek(reader.m_offset);
+  if (!reader.m_pFile->Read(o_pBytes, i_bytes)) png_error(io_pPng, WhyNotRead());
+  reader.m_offset = reader.m_pFile->Offset();
 }
 
 // Of what may stand beside the pixels only the palette and the transparent colour count.
-void ReadHead(T_PngJob& io_job) {
-  png_set_read_fn(io_job.m_pPng, &io_job, &ReadBytes);
-  png_set_compression_buffer_size(io_job.m_pPng, 1 << 16);
-  png_set_crc_action(io_job.m_pPng, PNG_CRC_DEFAULT, PNG_CRC_ERROR_QUIT);
-  png_set_keep_unknown_chunks(io_job.m_pPng, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
-  png_read_info(io_job.m_pPng, io_job.m_pInfo);
+void CPngReader::Head(CPngReader& io_reader) {
+  png_structp pPng = io_reader.m_pPng;
+  png_set_read_fn(pPng, &io_reader, &ReadBytes);
+  png_set_compression_buffer_size(pPng, 1 << 16);
+  png_set_crc_action(pPng, PNG_CRC_DEFAULT, PNG_CRC_ERROR_QUIT);
+  png_set_keep_unknown_chunks(pPng, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+  png_read_info(pPng, io_reader.m_pInfo);
+}
+
+CResult<T_PngHead> CPngReader::ReadHead() {
+  if (const CResult<> read = Attempt(&Head); !read) return read.Refusal();
+  const Bool bAlpha = (png_get_color_type(m_pPng, m_pInfo) & PNG_COLOR_MASK_ALPHA) != 0 ||
+                      png_get_valid(m_pPng, m_pInfo, PNG_INFO_tRNS) != 0;
+  return T_PngHead{{png_get_image_width(m_pPng, m_pInfo), png_get_image_height(m_pPng, m_pInfo)},
+                   bAlpha,
+                   png_get_interlace_type(m_pPng, m_pInfo) != PNG_INTERLACE_NONE};
 }
 
 // Every kind of pixel becomes one native ARGB8888 word.
-void AskForWords(const T_PngJob& i_job) {
-  png_structp pPng = i_job.m_pPng;
-  png_set_expand(pPng);
-  png_set_scale_16(pPng);
-  png_set_gray_to_rgb(pPng);
+void AskForWords(png_structp io_pPng) {
+  png_set_expand(io_pPng);
+  png_set_scale_16(io_pPng);
+  png_set_gray_to_rgb(io_pPng);
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-  png_set_bgr(pPng);
-  png_set_add_alpha(pPng, 0xFF, PNG_FILLER_AFTER);
+  png_set_bgr(io_pPng);
+  png_set_add_alpha(io_pPng, 0xFF, PNG_FILLER_AFTER);
 #else
-  png_set_swap_alpha(pPng);
-  png_set_add_alpha(pPng, 0xFF, PNG_FILLER_BEFORE);
+  png_set_swap_alpha(io_pPng);
+  png_set_add_alpha(io_pPng, 0xFF, PNG_FILLER_BEFORE);
 #endif
 }
 
-Bool AllOpaque(const CPicture& i_picture) {
-  const UInt32* const pFirst = i_picture.Row(0);
-  return std::all_of(pFirst, pFirst + i_picture.Extent().Pixels(),
-                     [](UInt32 i_u32Argb) { return i_u32Argb >> 24 == 0xFF; });
+void CPngReader::Begin(CPngReader& io_reader) {
+  png_structp pPng = io_reader.m_pPng;
+  AskForWords(pPng);
+  png_set_interlace_handling(pPng);
+  png_read_update_info(pPng, io_reader.m_pInfo);
+  if (png_get_rowbytes(pPng, io_reader.m_pInfo) != size_t{io_reader.m_u32W} * sizeof(UInt32))
+    png_error(pPng, "its pixels are of an unknown kind");
+  for (size_t row = 0; row < io_reader.m_rowsBefore; ++row) png_read_row(pPng, nullptr, nullptr);
 }
 
-void ReadRows(T_PngJob& io_job) {
-  png_structp pPng = io_job.m_pPng;
-  const T_Extent extent = io_job.m_pPicture->Extent();
-  const Bool bAlpha = (png_get_color_type(pPng, io_job.m_pInfo) & PNG_COLOR_MASK_ALPHA) != 0 ||
-                      png_get_valid(pPng, io_job.m_pInfo, PNG_INFO_tRNS) != 0;
-  AskForWords(io_job);
-  const int passes = png_set_interlace_handling(pPng);
-  png_read_update_info(pPng, io_job.m_pInfo);
-  if (png_get_rowbytes(pPng, io_job.m_pInfo) != size_t{extent.m_u32W} * sizeof(UInt32))
-    png_error(pPng, "its pixels are of an unknown kind");
-  for (int pass = 0; pass < passes; ++pass)
-    for (UInt32 u32Y = 0; u32Y < extent.m_u32H; ++u32Y)
-      png_read_row(pPng, reinterpret_cast<png_bytep>(io_job.m_pPicture->Row(u32Y)), nullptr);
-  png_read_end(pPng, nullptr);
-  io_job.m_pPicture->SetOpaque(!bAlpha || AllOpaque(*io_job.m_pPicture));
-}
+// No row of an interlaced picture is complete before the last pass. Instead of the picture, a reader
+// for each pass is kept: together they decode it twice, for each pass has as much as all before it.
+class CPngRows : public CRowReader {
+ public:
+  CPngRows(const T_PngHead& i_head, std::vector<std::unique_ptr<CPngReader>> i_passes)
+      : CRowReader(i_head.m_stExtent, i_head.m_bAlpha), m_passes(std::move(i_passes)) {}
+
+  CResult<> Read(UInt32* o_pRow) override {
+    for (const auto& pPass : m_passes)
+      if (CResult<> read = pPass->Read(o_pRow); !read) return read;
+    return {};
+  }
+  CResult<> Finish() override { return m_passes.back()->Finish(); }
+
+ private:
+  const std::vector<std::unique_ptr<CPngReader>> m_passes;
+};
 
 }  // namespace
 
-std::optional<CPicture> DecodePng(CPictureFile& io_file, const std::stop_token& i_stop,
-                                  std::string* o_pError) {
-  T_PngJob job{&io_file, &i_stop, std::chrono::steady_clock::now() + kLimit};
-  CPngReader reader(&job);
-  if (!reader.Attempt(&ReadHead))
-    return Refuse(o_pError, "its PNG cannot be decoded: %s", job.m_aError);
-  const T_Extent extent{png_get_image_width(job.m_pPng, job.m_pInfo),
-                        png_get_image_height(job.m_pPng, job.m_pInfo)};
-  if (!IsSizeAllowed(extent.m_u32W, extent.m_u32H, o_pError)) return std::nullopt;
-  std::optional<CPicture> picture = NewPicture(extent, o_pError);
-  if (!picture) return std::nullopt;
-  job.m_pPicture = &*picture;
-  if (!reader.Attempt(&ReadRows))
-    return Refuse(o_pError, "its PNG cannot be decoded: %s", job.m_aError);
-  return picture;
+CResult<T_Rows> ReadPng(const T_File& i_pFile, const std::stop_token& i_stop) {
+  std::vector<std::unique_ptr<CPngReader>> passes;
+  T_PngHead head{};
+  do {
+    passes.push_back(std::make_unique<CPngReader>(i_pFile, i_stop));
+    CResult<T_PngHead> read = passes.back()->ReadHead();
+    if (!read) return read.Refusal();
+    if (passes.size() == 1) head = *read;
+    const CResult<> size = CheckSize(head.m_stExtent.m_u32W, head.m_stExtent.m_u32H);
+    if (!size) return size.Refusal();
+    const CResult<> begun = passes.back()->GoTo(passes.size() - 1, head.m_stExtent);
+    if (!begun) return begun.Refusal();
+  } while (head.m_bInterlaced && passes.size() < PNG_INTERLACE_ADAM7_PASSES);
+  return T_Rows(new CPngRows(head, std::move(passes)));
 }
