@@ -76,10 +76,10 @@ constexpr SInt32 kSliceMs = 50;        // how late a time limit or a stop may be
 constexpr SInt32 kClosingSliceMs = 1;  // between the end of the output and the end of the program
 
 // In the child. A lower limit that is there already stays.
-void Limit(decltype(RLIMIT_CORE) i_resource, UInt64 i_u64Bytes) {
+void Limit(decltype(RLIMIT_CORE) i_resource, UInt64 i_u64Most) {
   rlimit limit{};
   getrlimit(i_resource, &limit);
-  limit.rlim_cur = static_cast<rlim_t>(std::min<UInt64>(limit.rlim_cur, i_u64Bytes));
+  limit.rlim_cur = static_cast<rlim_t>(std::min<UInt64>(limit.rlim_cur, i_u64Most));
   setrlimit(i_resource, &limit);
 }
 
@@ -88,6 +88,7 @@ pid_t Start(const T_Program& i_program, SInt32 i_s32Stderr) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     Limit(RLIMIT_CORE, 0);
+    Limit(RLIMIT_CPU, i_program.m_u32MaxProcessorS);
     Limit(RLIMIT_FSIZE, i_program.m_u64MaxFileBytes);
     Limit(RLIMIT_AS, i_program.m_u64MaxMemory);
     dup2(i_program.m_s32Stdin, STDIN_FILENO);

@@ -21,8 +21,9 @@ struct T_Program {
   SInt32 m_s32Stdin;                // both above 2, and still the caller's afterwards
   SInt32 m_s32Stdout;
   UInt32 m_u32LimitMs;
-  UInt64 m_u64MaxFileBytes;  // no file that it writes becomes larger
-  UInt64 m_u64MaxMemory;     // bytes of address space
+  UInt32 m_u32MaxProcessorS;  // s of processor time
+  UInt64 m_u64MaxFileBytes;   // no file that it writes becomes larger
+  UInt64 m_u64MaxMemory;      // bytes of address space
 };
 
 enum class ProgramEnd { kEnded, kNotStarted, kTimedOut, kStopped };

@@ -305,6 +305,7 @@ TEST_F(Pictures, ADecoderThatMisbehavesIsEndedAndExplained) {
   for (const auto& [script, why] :
        Refusals{{"exec djpeg \"$@\"", "^$"},
                 {": >/proc/self/fd/0", "it changed while it was read"},
+                {"echo $(ulimit -t) s >&2; exit 7", "failed with 7: 60 s$"},
                 {"echo BMgarbage", "djpeg did not give its 13 x 9 pixels: it ends too early"},
                 {"printf 'bad\\033 file\\nmore' >&2; exit 7", "failed with 7: bad\\? file$"},
                 {"exec cat /dev/zero", "File size limit"},

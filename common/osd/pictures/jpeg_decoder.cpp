@@ -14,7 +14,11 @@
 namespace {
 
 constexpr const char* kTemporaryFolder = "/yuvfile";
-constexpr UInt32 kDecoderLimitMs = 5000;
+// By the clock, for a decoder that waits for ever. Far above what a picture takes: on a busy machine
+// the decoder waits for the processor.
+constexpr UInt32 kDecoderLimitS = 5;
+constexpr UInt32 kDecoderLimitSPerMpixel = 3;
+constexpr UInt32 kDecoderMaxProcessorS = 60;
 // A progressive picture of the largest size needs 600 MB.
 constexpr UInt64 kDecoderMaxMemory = UInt64{1} << 30;
 constexpr UInt32 kMaxSegments = 1024;  // a photograph has some dozens before its frame
@@ -28,6 +32,10 @@ struct T_JpegFrame {
   // Of the picture as djpeg writes it.
   size_t BmpBytes() const {
     return kBmpHead + (size_t{m_stExtent.m_u32W} * 3 + 3) / 4 * 4 * m_stExtent.m_u32H;
+  }
+  UInt32 LimitS() const {
+    return kDecoderLimitS +
+           static_cast<UInt32>(m_stExtent.Pixels() >> 20) * kDecoderLimitSPerMpixel;
   }
 };
 
@@ -95,14 +103,14 @@ std::string FirstLine(const std::string& i_strText) {
   return line;
 }
 
-CResult<> CheckEnd(const T_ProgramResult& i_result) {
+CResult<> CheckEnd(const T_ProgramResult& i_result, UInt32 i_u32LimitS) {
   const std::string folder = SystemPath(kTemporaryFolder);
   const SInt32 s32Status = i_result.m_s32Status;
   const std::string said = FirstLine(i_result.m_strError);
   if (i_result.m_eEnd == ProgramEnd::kNotStarted)
     return Refuse("djpeg cannot be started: there is no process or no pipe left");
   if (i_result.m_eEnd == ProgramEnd::kTimedOut)
-    return Refuse("djpeg did not end within %u s and was killed", kDecoderLimitMs / 1000);
+    return Refuse("djpeg did not end within %u s and was killed", i_u32LimitS);
   if (i_result.m_eEnd == ProgramEnd::kStopped) return Refuse("stopped");
   if (WIFSIGNALED(s32Status))
     return Refuse("djpeg, writing to the folder %s, was ended by the signal \"%s\"", folder.c_str(),
@@ -131,10 +139,11 @@ CResult<T_Rows> ReadJpeg(const T_File& i_pFile, const std::stop_token& i_stop) {
   const T_Program djpeg{.m_pArguments = aArguments,
                         .m_s32Stdin = i_pFile->Descriptor(),
                         .m_s32Stdout = bitmap->Get(),
-                        .m_u32LimitMs = kDecoderLimitMs,
+                        .m_u32LimitMs = frame->LimitS() * 1000,
+                        .m_u32MaxProcessorS = kDecoderMaxProcessorS,
                         .m_u64MaxFileBytes = frame->BmpBytes(),
                         .m_u64MaxMemory = kDecoderMaxMemory};
-  const CResult<> end = CheckEnd(RunProgram(djpeg, i_stop));
+  const CResult<> end = CheckEnd(RunProgram(djpeg, i_stop), frame->LimitS());
   if (!end) return end.Refusal();
   CResult<T_Rows> rows = ReadBmp(std::make_shared<CPictureFile>(std::move(*bitmap)), i_stop);
   if (rows && (*rows)->Extent() == frame->m_stExtent) return rows;
