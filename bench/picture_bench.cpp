@@ -1,12 +1,14 @@
 // Pictures through the real renderer, from the request to the refreshed layer: an icon from the
 // cache beside memcpy of the same bytes, the first show of a 1920x1080 PNG beside libpng's bare
-// decode of it, and a text with and without a 64-Mpixel decode under way. Both sides of a ratio
-// are measured in turns in the same run. Wants a fresh device root in OSD_ROOT.
+// decode of it, and a text with and without a 64-Mpixel decode under way. Before that, without the
+// renderer, the memory and the time that the largest PNG takes. Both sides of a ratio are measured in
+// the same run. Wants a fresh device root in OSD_ROOT.
 #include <fcntl.h>
 #include <png.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,10 +17,12 @@
 #include <cstdlib>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "common/osd/commands.h"
 #include "common/osd/osd_hifb.h"
+#include "common/osd/pictures/loader.h"
 #include "daemon/common/bus.h"
 #include "daemon/modules.h"
 #include "platform/platform.h"
@@ -47,37 +51,57 @@ void Print(const char* i_pName, const std::vector<double>& i_times,
               At(i_times, 99) / At(i_reference, 99));
 }
 
-// A picture with gradients, opaque unless i_bGlass.
-std::string WritePicture(const char* i_pName, UInt32 i_u32W, UInt32 i_u32H, bool i_bGlass) {
-  std::vector<UInt32> pixels(size_t{i_u32W} * i_u32H);
-  for (size_t i = 0; i < pixels.size(); ++i) {
-    const auto x = static_cast<UInt32>(i % i_u32W);
-    const auto y = static_cast<UInt32>(i / i_u32W);
-    const UInt32 u32Alpha = i_bGlass ? 64 + (x + y) % 128 : 255;
-    pixels[i] = u32Alpha << 24 | (x & 0xFF) << 16 | (y & 0xFF) << 8 | ((x ^ y) & 0xFF);
-  }
+enum ELook { kOpaque, kGlass, kInterlaced };
+
+// A picture with gradients, all with an alpha channel.
+std::string WritePicture(const char* i_pName, UInt32 i_u32W, UInt32 i_u32H, ELook i_eLook) {
   const std::string path = SystemPath(i_pName);
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  image.width = i_u32W;
-  image.height = i_u32H;
-  image.format = PNG_FORMAT_BGRA;
-  image.flags = PNG_IMAGE_FLAG_FAST;
-  if (png_image_write_to_file(&image, path.c_str(), 0, pixels.data(), 0, nullptr) == 0)
-    std::abort();
+  std::FILE* const pFile = std::fopen(path.c_str(), "wb");
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  if (pFile == nullptr || info == nullptr) std::abort();
+  png_init_io(png, pFile);
+  png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_NO_FILTERS);
+  png_set_compression_level(png, 3);
+  png_set_IHDR(png, info, i_u32W, i_u32H, 8, PNG_COLOR_TYPE_RGBA,
+               i_eLook == kInterlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+  png_set_bgr(png);
+  std::vector<UInt32> row(i_u32W);
+  const int passes = png_set_interlace_handling(png);
+  for (UInt32 i = 0; i < static_cast<UInt32>(passes) * i_u32H; ++i) {
+    const UInt32 y = i % i_u32H;
+    for (UInt32 x = 0; x < i_u32W; ++x)
+      row[x] = (i_eLook == kGlass ? 64 + (x + y) % 128 : 255) << 24 | (x & 0xFF) << 16 |
+               (y & 0xFF) << 8 | ((x ^ y) & 0xFF);
+    png_write_row(png, reinterpret_cast<png_bytep>(row.data()));
+  }
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
+  std::fclose(pFile);
   const timespec aTimes[2] = {};  // what was written just now would not be kept
   utimensat(AT_FDCWD, path.c_str(), aTimes, 0);
   return path;
 }
 
-// libpng's own simple reader, into memory that is there already.
+// By libpng alone, into memory that is there already.
 double BareDecode(const std::string& i_path, std::vector<UInt32>& o_pixels) {
   const auto start = T_Clock::now();
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_file(&image, i_path.c_str()) == 0) std::abort();
-  image.format = PNG_FORMAT_BGRA;
-  if (png_image_finish_read(&image, nullptr, o_pixels.data(), 0, nullptr) == 0) std::abort();
+  std::FILE* const pFile = std::fopen(i_path.c_str(), "rb");
+  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  if (pFile == nullptr || info == nullptr) std::abort();
+  png_init_io(png, pFile);
+  png_read_info(png, info);
+  png_set_bgr(png);
+  std::vector<png_bytep> rows;
+  for (UInt32 y = 0; y < png_get_image_height(png, info); ++y)
+    rows.push_back(reinterpret_cast<png_bytep>(&o_pixels[y * png_get_image_width(png, info)]));
+  png_read_image(png, rows.data());
+  png_read_end(png, nullptr);
+  png_destroy_read_struct(&png, &info, nullptr);
+  std::fclose(pFile);
   return Since(start);
 }
 
@@ -137,9 +161,9 @@ T_ModuleMsg HideIcons() {
   return msg;
 }
 
-void CachedIcon(const CLayerWatch& i_watch, const char* i_pName, bool i_bGlass) {
+void CachedIcon(const CLayerWatch& i_watch, const char* i_pName, ELook i_eLook) {
   constexpr UInt32 kSide = 512;
-  const std::string path = WritePicture("/icon.png", kSide, kSide, i_bGlass);
+  const std::string path = WritePicture("/icon.png", kSide, kSide, i_eLook);
   std::vector<UInt32> from(kSide * kSide, 1);
   std::vector<UInt32> to(kSide * kSide);
   std::vector<double> shown;
@@ -158,7 +182,7 @@ void CachedIcon(const CLayerWatch& i_watch, const char* i_pName, bool i_bGlass) 
 }
 
 void FirstShow(const CLayerWatch& i_watch) {
-  const std::string path = WritePicture("/screen.png", kW, kH, false);
+  const std::string path = WritePicture("/screen.png", kW, kH, kOpaque);
   std::vector<UInt32> pixels(size_t{kW} * kH);
   std::vector<double> shown;
   std::vector<double> decoded;
@@ -173,8 +197,59 @@ void FirstShow(const CLayerWatch& i_watch) {
   Print("its first show as an icon", shown, decoded);
 }
 
+size_t PeakBytes() {
+  std::ifstream status("/proc/self/status");
+  std::string word;
+  while (status >> word && word != "VmHWM:") continue;
+  size_t kilobytes = 0;
+  status >> kilobytes;
+  return kilobytes << 10;
+}
+
+// In a process of its own, which has the peak of nothing else.
+void PrintPeak(const char* i_pName, const std::string& i_path, const T_WantedSize& i_size,
+               double i_decoded) {
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    std::ofstream("/proc/self/clear_refs") << 5;  // the parent's peak
+    const size_t before = PeakBytes();
+    const auto start = T_Clock::now();
+    const T_Loaded loaded = LoadPicture(i_path, std::span(&i_size, 1), {});
+    const double taken = Since(start);
+    if (!loaded.m_strError.empty()) std::abort();
+    const size_t made = loaded.m_vecPictures[0]->Bytes();
+    const auto beyond = static_cast<double>(PeakBytes()) - static_cast<double>(before + made);
+    std::printf("%-44s %9.1f ms   ratio %6.2f   %6.1f MiB and %6.1f beyond\n", i_pName,
+                taken / 1000, taken / i_decoded, static_cast<double>(made) / (1 << 20),
+                beyond / (1 << 20));
+    std::fflush(stdout);
+    _exit(0);
+  }
+  waitpid(child, nullptr, 0);
+}
+
+void Peaks() {
+  constexpr UInt32 kSide = CPicture::kMaxSide;
+  const std::pair<ELook, const char*> kLooks[] = {
+      {kOpaque, "plain"}, {kInterlaced, "interlaced"}, {kGlass, "with alpha"}};
+  const std::tuple<const char*, T_Extent, T_Extent> kShown[] = {
+      {"scaled to 1920x1080", {kW, kH}, {kW, kH}},
+      {"its own pixels, cut", {}, {kW, kH}},
+      {"all of its own pixels", {}, {kSide, kSide}}};
+  for (const auto& [look, name] : kLooks) {
+    const std::string path = WritePicture("/peak.png", kSide, kSide, look);
+    std::vector<UInt32> pixels(size_t{kSide} * kSide);
+    const double decoded = BareDecode(path, pixels);
+    pixels = {};
+    for (const auto& [how, scaled, room] : kShown)
+      PrintPeak((std::string(name) + ", " + how).c_str(), path, {scaled, room}, decoded);
+  }
+}
+
 void TextBesideDecode(const CLayerWatch& i_watch) {
-  const std::string huge = WritePicture("/huge.png", CPicture::kMaxSide, CPicture::kMaxSide, false);
+  const std::string huge =
+      WritePicture("/huge.png", CPicture::kMaxSide, CPicture::kMaxSide, kOpaque);
   std::vector<double> alone;
   std::vector<double> beside;
   const auto texts = [&](std::vector<double>& io_times) {
@@ -200,6 +275,9 @@ void TextBesideDecode(const CLayerWatch& i_watch) {
 
 int main() {
   prctl(PR_SET_TIMERSLACK, 1);
+  std::printf(
+      "a PNG of 8192x8192 beside libpng's bare decode; the picture made, and the peak beyond\n");
+  Peaks();
   CThread::Initialize(0x180000);
   g_objOsdHifb.Start();
   T_ModuleMsg init = Message(kOsdInit);
@@ -210,8 +288,8 @@ int main() {
   {
     const CLayerWatch watch;
     std::printf("from the request to the refreshed layer\n");
-    CachedIcon(watch, "opaque 512x512 icon from the cache / memcpy", false);
-    CachedIcon(watch, "translucent one / memcpy", true);
+    CachedIcon(watch, "opaque 512x512 icon from the cache / memcpy", kOpaque);
+    CachedIcon(watch, "translucent one / memcpy", kGlass);
     FirstShow(watch);
     TextBesideDecode(watch);
   }
