@@ -47,7 +47,7 @@ CAreaFilter::T_Taps CAreaFilter::Of(UInt32 i_u32At) const {
   const SInt32 s32Start = (s32Rounded - 1 - ((m_s32Taps - 1) << 16) / 2) >> 16;
   const SInt32 s32Last = std::min(s32Start + m_s32Taps, static_cast<SInt32>(m_u32From)) - 1;
   return {static_cast<UInt32>(std::max(s32Start, 0)), static_cast<UInt32>(s32Last), s32Start,
-          m_pTable.get() + kTableHead + s32Phase * m_s32Taps};
+          &m_pTable.get()[kTableHead + s32Phase * m_s32Taps]};
 }
 
 // What lies before or behind the side is as its edge.

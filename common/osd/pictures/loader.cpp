@@ -234,7 +234,7 @@ CResult<> LoadFile(const T_Job& i_job, T_Overlay* io_pOverlay, T_Loaded* o_pLoad
   CResult<T_File> file = OpenFile(i_job.m_strPath);
   if (!file) return file.Refusal();
   o_pLoaded->m_stFile = (*file)->Id();
-  const CResult<> loaded = LoadRows(i_job, *file, io_pOverlay, o_pLoaded);
+  CResult<> loaded = LoadRows(i_job, *file, io_pOverlay, o_pLoaded);
   if ((*file)->HasChanged()) return Refuse("%s", kChanged);
   return loaded;
 }
@@ -280,7 +280,7 @@ T_Loaded LoadPicture(const std::string& i_strPath, std::span<const T_WantedSize>
     for (const T_WantedSize& size : i_sizes) made.push_back(PlanFor(i_stOwn, size));
     return made;
   };
-  return Load({i_strPath, plans, false, i_stop}, nullptr);
+  return Load({i_strPath, plans, false, std::move(i_stop)}, nullptr);
 }
 
 T_Loaded LoadScreen(const std::string& i_strPath, const std::string& i_strOverlay,
@@ -293,12 +293,12 @@ T_Loaded LoadScreen(const std::string& i_strPath, const std::string& i_strOverla
     }
     return made;
   };
-  const T_Job job{i_strPath, plans, true, i_stop};
+  const T_Job job{i_strPath, plans, true, std::move(i_stop)};
   if (i_strOverlay.empty() || IdentifyFile(i_strOverlay) == T_FileId{}) return Load(job, nullptr);
   T_Overlay overlay{i_strOverlay, {}};
   T_Loaded loaded = Load(job, &overlay);
   if (overlay.m_strError.empty()) return loaded;
-  if (!i_stop.stop_requested())
+  if (!job.m_stop.stop_requested())
     LOG_ERROR("picture <%s> not laid over: %s", i_strOverlay.c_str(), overlay.m_strError.c_str());
   return Load(job, nullptr);  // some of its rows may have got it
 }
