@@ -36,7 +36,7 @@ TEST(Log, NoLineIsLostWhileItsFileMovesAndALossIsTold) {
     CLog::FollowFiles();
   }
   writer.join();
-  long lines = 0;
+  SInt64 lines = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     std::ifstream text(entry.path());
     lines += std::count(std::istreambuf_iterator(text), {}, '\n');
