@@ -1,20 +1,23 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <deque>
+#include <filesystem>
 #include <fstream>
+#include <log4cpp/FileAppender.hh>
 #include <thread>
 
 #include "framework/clock.h"
 #include "framework/console.h"
 #include "framework/descriptor.h"
 #include "framework/heap.h"
+#include "framework/log.h"
 #include "framework/mutexrw.h"
 #include "framework/queue.h"
 #include "framework/ref.h"
 #include "framework/thread.h"
+#include "tests/log_capture.h"
 
 namespace {
 
@@ -52,11 +55,10 @@ TEST(Cond, AWaitThatNobodyEndsLastsUntilItsDeadline) {
 
 // With room for one line, which both threads see at the same time.
 TEST(Console, DropsWhatAPipeThatNobodyReadsCannotTakeAtOnce) {
-  const std::string line(PIPE_BUF, 'x');
-  for (int round = 0; round < 2000; ++round) {
-    SInt32 aEnds[2];
-    ASSERT_EQ(pipe(aEnds), 0);
-    ASSERT_EQ(fcntl(aEnds[1], F_SETPIPE_SZ, PIPE_BUF), PIPE_BUF);
+  SInt32 aEnds[2];
+  ASSERT_TRUE(pipe(aEnds) == 0 && fcntl(aEnds[1], F_SETPIPE_SZ, PIPE_BUF) == PIPE_BUF);
+  std::string line(PIPE_BUF, 'x'), seen(2 * PIPE_BUF, ' ');
+  for (int round = 0; round < 500; ++round) {
     std::atomic<Bool> bReady{false};
     std::thread other([&] {
       bReady = true;
@@ -65,15 +67,44 @@ TEST(Console, DropsWhatAPipeThatNobodyReadsCannotTakeAtOnce) {
     while (!bReady) continue;
     PrintAtOnce(aEnds[1], line + line);
     other.join();
-    int bytes = 0;
-    EXPECT_EQ(ioctl(aEnds[0], FIONREAD, &bytes), 0);
-    EXPECT_EQ(bytes, PIPE_BUF);
-    for (const SInt32 s32End : aEnds) close(s32End);
+    ASSERT_EQ(read(aEnds[0], seen.data(), seen.size()), PIPE_BUF);
   }
-  const CDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  for (const SInt32 s32End : aEnds) close(s32End);
   errno = 0;
-  PrintAtOnce(full.Get(), line);
+  PrintAtOnce(CDescriptor(open("/dev/full", O_WRONLY)).Get(), line);
   EXPECT_EQ(errno, 0);
+}
+
+TEST(Log, NoTextEndsALineOrTakesItsSourceAway) {
+  CLogCapture log;
+  LOG_INFO("<%s>", "a\n\x1f \x7f\x80\x9f\xa0\\");
+  EXPECT_TRUE(log.Has("INFO <a\\x0a\\x1f \\x7f\\x80\\x9f\xa0\\>"));
+  LOG_INFO(" --[%s", std::string(9000, '\r').c_str());  // would be taken for the missing source
+  EXPECT_EQ(log.Take().back().size(), strlen("INFO  --[") + (8191 - strlen(" --[")) * 4);
+}
+
+TEST(Log, LosesNoLineWhileItsFileMovesAndTellsWhenItHasNone) {
+  const std::filesystem::path folder = testing::TempDir() + "osd-log-" + std::to_string(getpid());
+  std::filesystem::create_directory(folder);
+  CLogCapture log;
+  auto* const pAppender = new log4cpp::FileAppender("file", folder / "log");
+  log4cpp::Category::getInstance("CATEGORY").addAppender(pAppender);
+  testing::internal::CaptureStderr();
+  std::thread writer([] {
+    for (int line = 0; line < 20000; ++line) LOG_INFO("line");
+  });
+  for (int move = 0; move < 1000; ++move) {
+    std::filesystem::rename(folder / "log", folder / "moved");
+    CLog::FollowFiles();
+  }
+  writer.join();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  std::filesystem::remove_all(folder);
+  CLog::FollowFiles();
+  testing::internal::CaptureStderr();
+  LOG_INFO("lost");
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::StartsWith("osdsrv: cannot write"));
+  log4cpp::Category::getInstance("CATEGORY").removeAppender(pAppender);
 }
 
 TEST(MutexRW, WaitingWriterGoesBeforeNewReaders) {
