@@ -1,4 +1,4 @@
-// The integer names that every room uses, and the result type of socket operations.
+// The integer names that all code uses, and the result type of socket operations.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // The only door to devices: framebuffer layers, contiguous memory, and where the system's files
-// lie. Two rooms implement it, hifb (the chip) and soft (a software screen in files); the build
+// lie. Two folders implement it, hifb (the chip) and soft (a software screen in files); the build
 // links one of them.
 #pragma once
 
