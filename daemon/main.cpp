@@ -40,7 +40,7 @@ constexpr const char* kPidFile = "/var/run/osd.pid";
 // Goes from 1 to 0 once; lock-free, so the signal handler may write it.
 std::atomic<SInt32> g_s32Run{1};
 Bool g_bSupervised = false;  // this is a child of the supervisor
-SInt32 g_s32Force = 0;  // set by -f; kept for its callers, nothing reads it
+SInt32 g_s32Force = 0;       // set by -f; kept for its callers, nothing reads it
 
 void PrintUsage(const char* i_pProgram) {
   std::printf("%s [options]\n", i_pProgram);
@@ -137,9 +137,9 @@ int main(int argc, char** argv) {
   const std::string strLogConf = SystemPath("/usr/local/etc/ztosdlog.conf");
   Bool bLogging = CLog::Configure(strLogConf.c_str());
   const std::string strPidFile = SystemPath(kPidFile);
-  // Another instance came first: with any other code the supervisor would try for ever, and empty
-  // that instance's pid file each time.
-  if (g_bSupervised && IsPidFileLocked(strPidFile.c_str())) return kEndsSupervisor;
+  // With any other code the supervisor would try for ever, and empty the other instance's pid file
+  // each time.
+  if (g_bSupervised && !AwaitPidFile(strPidFile.c_str())) return kEndsSupervisor;
   if (!AcquirePidFile(strPidFile.c_str())) return 1;
   std::signal(SIGINT, HandleSig);
   std::signal(SIGTERM, HandleSig);

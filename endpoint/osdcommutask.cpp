@@ -159,8 +159,7 @@ void COsdCommuTask::LogBindFailure(OS_Error i_s32Error) const {
   const UInt32 u32Addr = CSocketUtils::ConvertStringToAddr(m_strLocalAddr.c_str());
   const std::string owner = PortOwner(u32Addr, m_u16LocalPort);
   if (!owner.empty())
-    LOG_WARN("%s:%u is taken by %s", m_strLocalAddr.c_str(), m_u16LocalPort,
-             Printable(owner).c_str());
+    LOG_WARN("%s:%u is taken by %s", m_strLocalAddr.c_str(), m_u16LocalPort, owner.c_str());
 }
 
 void COsdCommuTask::Bind() {

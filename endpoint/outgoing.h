@@ -2,6 +2,7 @@
 // records until they are packed. One sequence counter numbers all that the endpoint sends.
 #pragma once
 
+#include <algorithm>
 #include <deque>
 
 #include "framework/mutex.h"

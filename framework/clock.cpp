@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <ctime>
 
+static_assert(sizeof(time_t) == 8, "a 32-bit build wants _TIME_BITS=64");
+
 SInt64 CTime::Milliseconds() {
   timespec stNow{};
   if (clock_gettime(CLOCK_MONOTONIC, &stNow) != 0) return -1;

@@ -19,8 +19,8 @@ class CCond {
 
   // Waits with i_pMutex held by the caller, and holds it again on return. Returns when signalled,
   // at the deadline, or for no reason at all; the caller tests its condition again. 0 ms waits
-  // without limit; another wait needs a clock that can be read: asserted. A mutex held more than once is released all the same while waiting, and nobody
-  // else may then lock it: hold it once.
+  // without limit; another wait needs a clock that can be read: asserted. A mutex held more than
+  // once is released all the same while waiting, and nobody else may then lock it: hold it once.
   void TimedWait(CMutex* i_pMutex, SInt32 i_s32TimeoutInMilSecs);
 
   void Signal();     // wakes one waiter

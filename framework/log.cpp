@@ -49,6 +49,7 @@ void Complain(const std::string& i_text) { PrintAtOnce(STDERR_FILENO, "osdsrv: "
 // log4cpp drops the result of its write(2), so errno is the only witness of a lost line.
 Bool IsWriteFailure(int i_errno) {
   switch (i_errno) {
+    case EAGAIN:
     case EBADF:
     case EDQUOT:
     case EFBIG:
@@ -61,10 +62,38 @@ Bool IsWriteFailure(int i_errno) {
   }
 }
 
-// A file that could not be opened stays closed inside log4cpp until it is asked again.
+// log4cpp keeps to itself where a file appender writes.
+struct T_FileAppender : log4cpp::FileAppender {
+  static Bool IsAtItsName(const FileAppender& i_appender) {
+    const std::string& strName = i_appender.*&T_FileAppender::_fileName;
+    struct stat opened {};
+    struct stat named {};
+    return fstat(i_appender.*&T_FileAppender::_fd, &opened) == 0 &&
+           stat(strName.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
+           opened.st_ino == named.st_ino;
+  }
+  // In log4cpp's place, which would wait for a pipe's reader while all that log wait for it. A file
+  // that cannot be opened stays closed, and its next line is told as lost.
+  static void Reopen(FileAppender& io_appender) {
+    io_appender.close();
+    io_appender.*& T_FileAppender::_fd =
+        open((io_appender.*&T_FileAppender::_fileName).c_str(),
+             O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0644);
+  }
+};
+
+// s_files is held.
+void ReopenMovedFiles() {
+  for (log4cpp::Category* p = &Category(); p != nullptr; p = p->getParent())
+    for (log4cpp::Appender* const pAppender : p->getAllAppenders()) {
+      auto* const pFile = dynamic_cast<log4cpp::FileAppender*>(pAppender);
+      if (pFile != nullptr && !T_FileAppender::IsAtItsName(*pFile)) T_FileAppender::Reopen(*pFile);
+    }
+}
+
 void ReopenOncePerSecond() {
   const std::time_t now = std::time(nullptr);
-  if (std::exchange(s_lastReopen, now) != now) log4cpp::Appender::reopenAll();
+  if (std::exchange(s_lastReopen, now) != now) ReopenMovedFiles();
 }
 
 void WatchForLoss(int i_errno) {
@@ -77,18 +106,6 @@ void WatchForLoss(int i_errno) {
   else
     Complain("the log is written again");
 }
-
-// log4cpp keeps to itself where a file appender writes.
-struct T_FileAppender : log4cpp::FileAppender {
-  static Bool IsAtItsName(const FileAppender& i_appender) {
-    const std::string& strName = i_appender.*&T_FileAppender::_fileName;
-    struct stat opened {};
-    struct stat named {};
-    return fstat(i_appender.*&T_FileAppender::_fd, &opened) == 0 &&
-           stat(strName.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
-           opened.st_ino == named.st_ino;
-  }
-};
 
 // What a configuration file looked like when it was read in vain.
 struct T_ConfigurationTried {
@@ -158,12 +175,7 @@ Bool CLog::Configure(const char* i_pPath) {
 
 void CLog::FollowFiles() {
   const std::lock_guard guard(s_files);
-  for (log4cpp::Category* p = &Category(); p != nullptr; p = p->getParent())
-    for (log4cpp::Appender* const pAppender : p->getAllAppenders()) {
-      auto* const pFile = dynamic_cast<log4cpp::FileAppender*>(pAppender);
-      if (pFile == nullptr || T_FileAppender::IsAtItsName(*pFile)) continue;
-      if (!pFile->reopen()) pFile->close();
-    }
+  ReopenMovedFiles();
 }
 
 void CLog::Shutdown() { log4cpp::Category::shutdown(); }

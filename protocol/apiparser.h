@@ -46,9 +46,10 @@ class CAPIParser {
  public:
   // Decodes a received datagram of i_u32Len bytes; bytes that a body wants and that did not arrive
   // read as 0, and what passes kMaxDatagram is ignored. *o_pMsgId is the id that was read, whether
-  // it has a name or not, also on failure (0 when the header is incomplete). io_ptMsgSeq has the remote port set and takes the
-  // sequence number once the whole header is good. *o_ptMsgParams should be empty; it receives
-  // the body record, or m_pHeadError when the header is refused. All nine failures of CmdErr.
+  // it has a name or not, also on failure (0 when the header is incomplete). io_ptMsgSeq has the
+  // remote port set and takes the sequence number once the whole header is good. *o_ptMsgParams
+  // should be empty; it receives the body record, or m_pHeadError when the header is refused. All
+  // nine failures of CmdErr.
   static CmdErr MsgParse(const UInt8* i_pBuf, UInt32 i_u32Len, T_MsgSeq* io_ptMsgSeq,
                          MsgId* o_pMsgId, T_MsgParams* o_ptMsgParams);
 

@@ -187,7 +187,7 @@ CGlyphs::ECell CGlyphs::FindCell(UInt8 i_u8Char, const char* i_pText, const UInt
 }
 
 CGlyphs::ECell CGlyphs::RenderCell(UInt8 i_u8Char, const char* i_pText, const UInt8** o_ppMask) {
-  if (m_pFont == nullptr || !SetFaceSize(m_pSize->m_u32Size)) return kCellFailed;
+  if (!SetFaceSize(m_pSize->m_u32Size)) return kCellFailed;
   FT_Face const pFace = m_pFont->m_pFace.get();
   // Of a file that is being written to, half a glyph may have come without an error.
   if (FT_Load_Glyph(pFace, FT_Get_Char_Index(pFace, i_u8Char), FT_LOAD_DEFAULT) != 0 ||

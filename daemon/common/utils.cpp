@@ -32,7 +32,8 @@ void CloseTheRest() {
 
 // The child of vfork runs in the parent's memory until execvp. A signal to the process group must
 // not run the daemon's handler there, so all signals wait until those that the daemon handles or
-// ignores have their default meaning in the child. i_prepare runs there and makes plain system calls only.
+// ignores have their default meaning in the child. i_prepare runs there and makes plain system
+// calls only.
 template <class T_Prepare>
 pid_t Spawn(const char* i_pFile, const char* const* i_pArguments, const T_Prepare& i_prepare) {
   struct sigaction standard = {};

@@ -1,5 +1,7 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <deque>
@@ -18,6 +20,21 @@
 #include "framework/ref.h"
 #include "framework/thread.h"
 #include "tests/log_capture.h"
+
+namespace {
+
+std::atomic<clockid_t> g_waitedOn{-1};
+
+}  // namespace
+
+// Between the condition and the library.
+int pthread_cond_clockwait(pthread_cond_t* i_pCond, pthread_mutex_t* i_pMutex, clockid_t i_clock,
+                           const timespec* i_pDeadline) {
+  static const auto s_pReal = reinterpret_cast<decltype(&pthread_cond_clockwait)>(
+      dlsym(RTLD_NEXT, "pthread_cond_clockwait"));
+  g_waitedOn = i_clock;
+  return s_pReal(i_pCond, i_pMutex, i_clock, i_pDeadline);
+}
 
 namespace {
 
@@ -44,13 +61,14 @@ TEST(Cond, DeadlinesFollowTheRoundingRules) {
     }
 }
 
-TEST(Cond, AWaitThatNobodyEndsLastsUntilItsDeadline) {
+TEST(Cond, AWaitThatNobodyEndsLastsUntilItsMonotonicDeadline) {
   CMutex mutex;
   CCond cond;
   const CMutexLocker locker(&mutex);
   const SInt64 s64Start = CTime::Microseconds();
   cond.TimedWait(&mutex, 60);
   EXPECT_GE(CTime::Microseconds() - s64Start, 58000);
+  EXPECT_EQ(g_waitedOn, CLOCK_MONOTONIC);
 }
 
 // With room for one line, which both threads see at the same time.
@@ -70,6 +88,10 @@ TEST(Console, DropsWhatAPipeThatNobodyReadsCannotTakeAtOnce) {
     ASSERT_EQ(read(aEnds[0], seen.data(), seen.size()), PIPE_BUF);
   }
   for (const SInt32 s32End : aEnds) close(s32End);
+  const CDescriptor master(posix_openpt(O_RDWR | O_NOCTTY));  // a terminal that nobody reads
+  ASSERT_EQ(grantpt(master.Get()) + unlockpt(master.Get()), 0);
+  const CDescriptor terminal(open(ptsname(master.Get()), O_RDWR | O_NOCTTY));
+  for (int round = 0; round < 500; ++round) PrintAtOnce(terminal.Get(), "create new face falied!");
   errno = 0;
   PrintAtOnce(CDescriptor(open("/dev/full", O_WRONLY)).Get(), line);
   EXPECT_EQ(errno, 0);
@@ -99,11 +121,13 @@ TEST(Log, LosesNoLineWhileItsFileMovesAndTellsWhenItHasNone) {
   }
   writer.join();
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  std::filesystem::remove_all(folder);
+  std::filesystem::remove(folder / "log");
+  ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);  // whoever opens it waits for a reader
   CLog::FollowFiles();
   testing::internal::CaptureStderr();
   LOG_INFO("lost");
   EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::StartsWith("osdsrv: cannot write"));
+  std::filesystem::remove_all(folder);
   log4cpp::Category::getInstance("CATEGORY").removeAppender(pAppender);
 }
 
