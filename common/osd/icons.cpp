@@ -158,13 +158,14 @@ EOutcome CIcons::Fail(T_Item& io_item) {
   return EOutcome::kFailed;
 }
 
-// A text for which the icon was to come has missed the layers that are new.
+// A text for which the icon was to come has missed the layers that are new, unless its time is up.
 void CIcons::GoBack(T_Item& io_item) {
   T_Request& wanted = io_item.m_stWanted;
   wanted = std::move(io_item.m_vecBefore.back());
   io_item.m_vecBefore.pop_back();
   if (wanted.m_stRecord.IsIcon()) return;
   const auto outputs = std::exchange(wanted.m_vecOutputs, {});
+  if (wanted.m_stRecord.m_u8Hide != 0) return;
   if (std::any_of(outputs.begin(), outputs.end(),
                   [&](SInt32 i_s32VoDev) { return io_item.On(i_s32VoDev) == nullptr; }))
     m_pPainter->ChangeText(io_item, kModeDraw);

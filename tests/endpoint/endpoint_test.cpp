@@ -29,6 +29,7 @@ namespace {
 std::vector<T_ModuleMsg> g_commands;
 UInt32 g_u32BusResult = 1;
 std::atomic<Bool> g_bNoSockets{false};
+std::atomic<Bool> g_bFull{false};  // the renderer's queue, once, and nobody tells when it has room
 
 }  // namespace
 
@@ -43,7 +44,7 @@ UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
   g_commands.push_back(*i_pMsg);
   return g_u32BusResult;
 }
-Bool HasRoomFor(UInt32, CTask*) { return true; }
+Bool HasRoomFor(UInt32, CTask*) { return !g_bFull.exchange(false); }
 
 namespace {
 
@@ -154,6 +155,9 @@ TEST_F(Commands, PicturesTravelWithTheirPaths) {
   EXPECT_EQ(pRecord->Path(), longest);
 
   T_MsgOsdGuideShow guide;
+  guide.m_u32PathLen = 3;
+  guide.m_pPath = Bytes({"a\0b", 3});
+  Request(kMsgOsdGuideShow, std::move(guide));  // refused as well
   guide.m_u16OsdSeq = 9;
   guide.m_u32PathLen = 5;
   guide.m_pPath = Bytes("a.jpg");
@@ -190,7 +194,7 @@ TEST_F(Commands, CalibrationTakesItsSizeFromTheResolutionFile) {
                           {"\xff\x01 width=3", 0, 0},
                           {"xxxxxxxxxxxxxxxxxxxwidth=640", 640, 0},
                           {std::string("width=7\0\nheight=8", 17), 7, 8},
-                          {std::string(4094, '\n') + "width=9", 0, 0}}) {
+                          {std::string(4089, '\n') + "width=19", 1, 0}}) {
     std::ofstream(file) << c.m_content;
     Request(kMsgOsdTouchCalibration, request);
     const T_ModuleMsg& command = g_commands.back();
@@ -280,6 +284,7 @@ TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
                             " is taken by process " + std::to_string(getpid()) + " (" + name + ")";
   for (int turn = 0; turn < 1000 && !m_log.Has(taken); ++turn) CThread::Sleep(10);
   close(blocker);
+  g_bFull = true;
   const int peer = socket(AF_INET, SOCK_DGRAM, 0);
   for (int turn = 0; turn < 1000 && !m_log.Has("WARN Msg head len error"); ++turn) {
     sendto(peer, "", 0, 0, reinterpret_cast<sockaddr*>(&port), sizeof(port));

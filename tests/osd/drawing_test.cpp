@@ -80,6 +80,7 @@ TEST_F(Drawing, AChangeOfSizeLooksWhichFontIsThere) {
   T_DispRecord large = Text(0x102, "large", 4);
   large.m_u16FontSize = 96;
   EXPECT_EQ(Show(Text(0x101, "smell")) + Show(large) + Show(small), 3u);
+  EXPECT_EQ(Show(large) + Show(small), 2u);
   EXPECT_TRUE(Shows({small, large}));
   WriteFont(ReadFile("/usr/share/fonts/truetype/dejavu/DejaVuSansMono-Bold.ttf"));
   EXPECT_EQ(Show(large) + Show(small), 2u);

@@ -61,8 +61,7 @@ class Icons : public Renderer {
       ShowIcon(0x7FE, "/last", 0, 0, 7);
       s32Delivered = 0;
       for (Bool bLast = false; !bLast; ++s32Delivered) {
-        T_ModuleMsg result;
-        ASSERT_EQ(g_objResults.Pop(20000, &result), 1u);
+        const T_ModuleMsg result = NextResult();
         bLast = result.Block<T_PictureResult>()->m_stJob.m_strPath == "/last";
         Send(result);
       }
@@ -105,15 +104,16 @@ TEST_F(Icons, NobodyWaitsForADecoderAndWhatIsAskedLastWins) {
   EXPECT_EQ(Show(Text(0x102, "text", 6)), 1u);
   EXPECT_TRUE(Shows({Text(0x102, "text", 6)}, '0', 160, 90));
   for (UInt32 i = 0; i <= 16; ++i) EXPECT_EQ(ShowIcon(0x300 + i, red, i * 9), 1u);
+  Guide(7, 1, red);  // waits like the last of them
   Send(Message(kOsdDelete, {0x301}));
   Send(Message(kOsdTextCancel, {0x302 << 16}));
   ShowIcon(0x303, red, 152);
   EXPECT_EQ(Show(Text(0x304, "", 1)), 1u) << "a text instead";
   Send(Message(kOsdIconHide, {0x101 << 16}));
   ExpectEnds(decoder);
-  Deliver(14);
+  Deliver(15);
   for (const std::string& line : m_log.Take())
-    EXPECT_EQ(line.find("did not end"), line.npos) << "its time was up: " << line;
+    EXPECT_EQ(line.find("endless.jpg> is not"), line.npos) << "its time was up: " << line;
   EXPECT_EQ(Row({4, 13, 22, 31, 40, 49, 156}), (Pixels{kRed, 0, 0, 0, 0, kRed, kRed}));
   EXPECT_EQ(SizeAfterDelete(0x3FF), "INFO m_listDispInfo.size=2");
 }
@@ -127,15 +127,19 @@ TEST_F(Icons, StoppingEndsADecoder) {
 
 TEST_F(Icons, WhatCannotBeReadChangesNothing) {
   ShowIcon(0x101, "/nowhere/\n.png");
-  Deliver(1);
+  EXPECT_EQ(ShowIcon(0x103, "/nowhere.png", 160), 1u);  // outside: nothing is read
+  DeliverAll();
   EXPECT_TRUE(
       m_log.Has("ERROR picture </nowhere/\\x0a.png> is not shown: No such file or directory"));
-  EXPECT_EQ(SizeAfterDelete(0x102), "INFO m_listDispInfo.size=0");
+  EXPECT_EQ(SizeAfterDelete(0x102), "INFO m_listDispInfo.size=1");
   ShowIcon(0x101, Plain("red.png", kRed));
   Deliver(1);
-  ShowIcon(0x101, "/nowhere.png", 50);
-  Deliver(1);
+  std::filesystem::remove(SystemPath("/red.png"));
+  for (const char* pName : {"/red.png", "/a", "/b", "/c", "/d", "/e"})
+    ShowIcon(0x101, SystemPath(pName), 50);
+  DeliverAll();
   EXPECT_EQ(Row({0, 9, 10, 50}), (Pixels{kRed, kRed, 0, 0}));
+  EXPECT_EQ(SizeAfterDelete(0x102), "INFO m_listDispInfo.size=2");
   Send(Message(kOsdGuide, {0x700 << 16}));
   Send(Message(kOsdIconHide, {0xFFFF00FF, 0xFF}));  // the guide alone, before it is there
   EXPECT_EQ(Show(Text(0x102, "no guide", 6)), 1u);
@@ -179,7 +183,7 @@ TEST_F(Icons, ANewLayerGetsItsIconsInItsOwnSize) {
   EXPECT_EQ(Row({15, 16, 80, 109, 110, 130}), (Pixels{kRed, 0, kRed, kRed, 0, 0}));
   Init(1, 1, 160, 90);
   ShowIcon(0x301, red, 0, 0, 255);
-  Deliver(1);
+  DeliverAll();  // it may have been kept by now
   Init(1, 1, 160, 90);
   ShowIcon(0x301, "/nowhere.png", 0, 0, 255);
   DeliverAll();
@@ -230,11 +234,18 @@ TEST_F(Icons, EveryOutputHasItsOwnGuide) {
   DeliverAll();
   DeliverAll();
   EXPECT_EQ(shown(), (Pixels{kRed, kBlue})) << "what was there stays";
+  std::filesystem::remove(blue);
+  for (const std::string& path : {blue, blue + "1", blue + "2", blue + "3", blue + "4"})
+    Guide(1, 6, path);
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{kRed, kBlue}));
   DeInit(1);
   HideImage(255, 2);
   Init(1, 1, 160, 90);
   DeliverAll();
   EXPECT_EQ(shown(), (Pixels{kRed, 0}));
+  HideImage(0, 0xFFFF);
+  EXPECT_EQ(shown(), (Pixels{0, 0}));
 }
 
 TEST_F(Icons, AMoveToAnotherOutputMayBeHiddenOrFail) {
@@ -256,19 +267,45 @@ TEST_F(Icons, AMoveToAnotherOutputMayBeHiddenOrFail) {
   DeliverAll();
   DeliverAll();
   EXPECT_EQ(shown(), (Pixels{0, kBlue}));
+  ShowIcon(0x102, Plain("late.png", kRed));
+  ShowIcon(0x102, "/nowhere", 0, 0, 1);
+  DeInit();
+  DeliverAll();
+  EXPECT_EQ(SizeAfterDelete(0x333), "INFO m_listDispInfo.size=2");
 }
 
 TEST_F(Icons, AskingAgainDoesNotPutOffWhatIsUnderWay) {
   const std::string red = Plain("red.png", kRed, 50);
   ShowIcon(0x101, red);
+  const T_ModuleMsg first = NextResult();
+  std::filesystem::rename(Plain("blue.png", kBlue, 50), red);
   ShowIcon(0x101, red, 150);
-  Deliver(1);  // made for another place, where nothing was cut off
+  Send(first);  // made for another place, where nothing was cut off
   EXPECT_EQ(Row({0, 149, 150, 159}), (Pixels{0, 0, kRed, kRed}));
+  DeliverAll();
+  EXPECT_EQ(Row({149, 150}), (Pixels{0, kBlue})) << "as it is by now";
   ShowIcon(0x101, Plain("blue.png", kBlue));
   DeInit();
   Init(0, 0, 160, 90);
   DeliverAll();
   EXPECT_EQ(Row({9, 150}), (Pixels{kBlue, 0}));
+  ShowIcon(0x101, Plain("other.png", kRed), 50);
+  ShowIcon(0x101, "/nowhere", 90);
+  DeliverAll();
+  EXPECT_EQ(Row({9, 50, 90}), (Pixels{0, kRed, 0})) << "the last that can be read, at its place";
+}
+
+TEST_F(Icons, ATextWhoseIconFailsIsOnANewLayerUntilItsTimeIsUp) {
+  const T_DispRecord text = Text(0x101, "text", 6);
+  for (const int ticks : {9, 10}) {
+    EXPECT_EQ(Show(text) + ShowIcon(0x101, "/nowhere"), 2u);
+    Tick(1);
+    Init(0, 0, 160, 90);
+    EXPECT_TRUE(Shows({}, '0', 160, 90)) << "not below the icon";
+    Tick(ticks);
+    DeliverAll();
+    EXPECT_TRUE(Shows(std::vector<T_DispRecord>(ticks < 10 ? 1 : 0, text), '0', 160, 90));
+  }
 }
 
 TEST_F(Icons, ANewLayerGetsMoreIconsThanMayWait) {
@@ -302,6 +339,11 @@ TEST_F(Icons, WhatIsCancelledBeforeItComesLeavesItsPixelsToo) {
   Send(Message(kOsdCancelAll));
   DeliverAll();
   EXPECT_EQ(Row({0, 9, 10}), (Pixels{kRed, kRed, 0}));
+  ShowIcon(0x102, SystemPath("/red.png"), 20);
+  Send(Message(kOsdCancelAll));
+  ShowIcon(0x103, SystemPath("/red.png"), 25);
+  HideImage(0, 0x103);
+  EXPECT_EQ(Row({20, 25}), (Pixels{kRed, 0})) << "left for good";
   Init(0, 0, 160, 90);
   DeliverAll();
   EXPECT_EQ(Row({0}), Pixels{0});
