@@ -17,19 +17,21 @@ struct T_Module {
   UInt32 (*m_pPush)(const T_ModuleMsg*);
   UInt32 (*m_pHandle)(const T_ModuleMsg*, UInt32);
   Bool (*m_pHasRoom)(CTask*);
+  // What is held beside the bus lock while it handles a synchronous message; may be null.
+  CMutex* m_pLock;
 };
 
-constexpr T_Module kModules[] = {
+const T_Module kModules[] = {
     {kModuleTimer, [](const T_ModuleMsg* i_pMsg) { return g_objTimer.PushMsg(i_pMsg); },
      [](const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg) {
        return g_objTimer.HandleSyncMsg(i_pMsg, i_u32Arg);
      },
-     [](CTask*) { return true; }},
+     [](CTask*) { return true; }, &g_objTimer.HandlerLock()},
     {kModuleOsd, [](const T_ModuleMsg* i_pMsg) { return g_objOsdHifb.PushMsg(i_pMsg); },
      [](const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg) {
        return g_objOsdHifb.HandleSyncMsg(i_pMsg, i_u32Arg);
      },
-     [](CTask* i_pTask) { return g_objOsdHifb.HasRoomFor(i_pTask); }},
+     [](CTask* i_pTask) { return g_objOsdHifb.HasRoomFor(i_pTask); }, nullptr},
 };
 
 const T_Module* FindModule(UInt32 i_u32Id) {
@@ -38,8 +40,17 @@ const T_Module* FindModule(UInt32 i_u32Id) {
   return nullptr;
 }
 
-Bool LockBus() {
-  for (UInt32 attempt = 1; !g_objBusMutex.RecursiveTryLock(); ++attempt) {
+// Both or neither: an expiry holds the timer's lock and wants the bus, so who has the bus does not
+// wait for that lock.
+Bool TryLockBus(CMutex* i_pReceivers) {
+  if (!g_objBusMutex.RecursiveTryLock()) return false;
+  if (i_pReceivers == nullptr || i_pReceivers->RecursiveTryLock()) return true;
+  g_objBusMutex.RecursiveUnlock();
+  return false;
+}
+
+Bool LockBus(CMutex* i_pReceivers) {
+  for (UInt32 attempt = 1; !TryLockBus(i_pReceivers); ++attempt) {
     if (attempt == kLockAttempts) return false;
     CThread::Sleep(kLockPauseMs);
   }
@@ -60,13 +71,15 @@ UInt32 SendAsync(const T_ModuleMsg& i_msg) {
 }
 
 UInt32 SendSync(const T_ModuleMsg& i_msg, UInt32 i_u32Arg) {
-  if (!LockBus()) {
+  const T_Module* const pModule = FindModule(i_msg.m_u32Dst);
+  CMutex* const pReceivers = pModule != nullptr ? pModule->m_pLock : nullptr;
+  if (!LockBus(pReceivers)) {
     LOG_ERROR("SendSyncAndAsyncMsg get mutex fail, msgtype<%d>,src<%d>,dst<%d>,msg no<0x%x>",
               i_msg.m_u32MsgType, i_msg.m_u32Src, i_msg.m_u32Dst, i_msg.m_u32MsgNo);
     return 0;
   }
-  const T_Module* const pModule = FindModule(i_msg.m_u32Dst);
   const UInt32 u32Result = pModule != nullptr ? pModule->m_pHandle(&i_msg, i_u32Arg) : 0;
+  if (pReceivers != nullptr) pReceivers->RecursiveUnlock();
   g_objBusMutex.RecursiveUnlock();
   if (pModule != nullptr) return u32Result;
   LOG_ERROR("sync message, unknown module<%d>", i_msg.m_u32Dst);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr UInt32 MAX_SND_RCV_BUF_SIZE = kMaxDatagram;
 constexpr SInt64 kBindRetryMs = 1000;
-constexpr SInt64 kLookAgainMs = 1500;
+constexpr SInt64 kLookAgainMs = 1000;  // the scan of the timeouts makes it two seconds
 
 // A burst that the renderer works off in about a second. A datagram of up to 128 bytes costs the
 // kernel 768 or 832 bytes; some that were read already are counted for a while yet.

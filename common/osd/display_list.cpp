@@ -59,11 +59,11 @@ Bool CDisplayList::HasRoom() const {
   return false;
 }
 
+// A text in whose place an icon is to come goes like that icon: by a repaint, not by clearing cells.
 void CDisplayList::EraseShown(T_Item& io_item) {
-  const T_DispRecord& shown = io_item.Shown().m_stRecord;
-  if (shown.IsIcon())
+  if (io_item.Record().IsIcon())
     m_pPainter->Move(io_item, {});
-  else if (shown.m_u8Hide == 0)
+  else if (io_item.Record().m_u8Hide == 0)
     m_pPainter->ChangeText(io_item, kModeErase);
 }
 
@@ -188,7 +188,11 @@ void CDisplayList::HideIcons(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
   }
 }
 
+// The pixels of a request that waits take the place of those before it, which go now.
 void CDisplayList::HideAll() {
+  for (T_Item& item : m_listDispInfo)
+    if (!item.m_vecBefore.empty()) EraseShown(item);
+  m_pPainter->Restore();
   for (T_Item& item : m_listDispInfo) {
     m_objIcons.Leave(item);
     item.m_stWanted.m_stRecord.m_u8Hide = 1;
@@ -204,6 +208,7 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
     if (!match.IsCandidate(current->Record())) continue;
     if (match.HasClass(current->Record())) {
       Hide(*current);
+      m_objIcons.Settle(*current);  // a hidden one may still wait for pixels that it is to leave
       m_listDispInfo.erase(current);
     }
     if (!match.EveryNumber()) break;
@@ -219,7 +224,10 @@ void CDisplayList::HandleTimerMsg() {
         record.m_u16Time == T_DispRecord::kForever)
       continue;
     if (--record.m_u16Time != 0) continue;
-    m_pPainter->ChangeText(item, kModeErase);
+    if (item.Record().IsIcon())
+      m_pPainter->Move(item, {});
+    else
+      m_pPainter->ChangeText(item, kModeErase);
     record.m_u8Hide = 1;
     LOG_INFO("HandleTimerMsg voseq<%#x> str<%s> time<%d> hide<%d>", record.m_u16VoSeq,
              record.m_aText[0], record.m_u16Time, record.m_u8Hide);

@@ -73,23 +73,31 @@ void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
   io_item.m_stWanted = std::move(request);
 }
 
-// On layers where it is wanted, and not outside the canvas.
+// A layer where it is wanted and not drawn, unless it lies outside the canvas.
+Bool CIcons::IsMissingOn(const T_Item& i_item, SInt32 i_s32VoDev) const {
+  const T_Drawn* const pDrawn = i_item.On(i_s32VoDev);
+  if (pDrawn != nullptr && pDrawn->m_u64Number == i_item.m_stWanted.m_u64Number) return false;
+  const T_Canvas canvas = m_pPainter->Layers().at(i_s32VoDev).Canvas();
+  return WantedSize(i_item.Record(), canvas).m_stRoom.Pixels() != 0;
+}
+
 std::vector<T_PictureJob::T_Target> CIcons::Missing(const T_Item& i_item) const {
   std::vector<T_PictureJob::T_Target> missing;
   for (const SInt32 s32VoDev : i_item.m_stWanted.m_vecOutputs) {
-    const T_Drawn* const pDrawn = i_item.On(s32VoDev);
-    if (pDrawn != nullptr && pDrawn->m_u64Number == i_item.m_stWanted.m_u64Number) continue;
+    if (!IsMissingOn(i_item, s32VoDev)) continue;
     const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
-    const T_WantedSize size = WantedSize(i_item.Record(), canvas);
-    if (size.m_stRoom.Pixels() != 0)
-      missing.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, size});
+    missing.push_back(
+        {s32VoDev, {canvas.m_u32W, canvas.m_u32H}, WantedSize(i_item.Record(), canvas)});
   }
   return missing;
 }
 
 Bool CIcons::IsOpen(const T_Item& i_item) const {
   if (!i_item.Record().IsIcon() || i_item.m_u64Ticket != 0) return false;
-  return !i_item.m_stWanted.m_bCame || !Missing(i_item).empty();
+  const auto& outputs = i_item.m_stWanted.m_vecOutputs;
+  return !i_item.m_stWanted.m_bCame ||
+         std::any_of(outputs.begin(), outputs.end(),
+                     [&](SInt32 i_s32VoDev) { return IsMissingOn(i_item, i_s32VoDev); });
 }
 
 EOutcome CIcons::Close(T_Item& io_item) {
@@ -137,7 +145,8 @@ EOutcome CIcons::Place(T_Item& io_item, const T_PictureResult& i_result) {
     m_pPainter->Move(io_item, std::move(drawn));
   } else {
     m_pPainter->LayOnce(drawn, record.m_u16Opacity);
-    io_item.m_stWanted.m_vecOutputs.clear();
+    if (io_item.m_u64Asked == io_item.m_stWanted.m_u64Number)
+      io_item.m_stWanted.m_vecOutputs.clear();
   }
   io_item.m_stWanted.m_bCame = true;
   io_item.m_vecBefore.clear();

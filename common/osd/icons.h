@@ -44,6 +44,7 @@ class CIcons {
   void LayerCame(T_Item& io_item, SInt32 i_s32VoDev);
 
  private:
+  Bool IsMissingOn(const T_Item& i_item, SInt32 i_s32VoDev) const;
   std::vector<T_PictureJob::T_Target> Missing(const T_Item& i_item) const;
   EOutcome Place(T_Item& io_item, const T_PictureResult& i_result);
   EOutcome Fail(T_Item& io_item);

@@ -48,8 +48,9 @@ struct T_Request {
 //     of the first request        the item goes
 //     of one that came before     as before       none              as before; not missed any more
 //   hide, text in its place       came, hidden    none              nothing, or the text
-//   all hidden (0x50C)            came, hidden    none              as before; what is still missing
-//                                                                   is laid there and left
+//   all hidden (0x50C)            came, hidden    none              as before; what is missing is
+//                                                                   laid there, below later items,
+//                                                                   unless the item goes first
 //   new layer                     there, if a new layer shows it    there nothing
 //   layer gone                    not there       not there         there nothing
 struct T_Item {

@@ -75,8 +75,16 @@ class COsdHifb : public CThread {
   std::optional<Bool> TickToSettle();
   void SettleTick();
 
-  CMutex m_objMutex;
   CMsgQueue m_objQueue;
+
+  // Guarded by m_objMutex.
+  CMutex m_objMutex;
+  // Whether the timer service was heard to have accepted the one-second tick.
+  Bool m_bTickRunning = false;
+  // What it is still to be asked for, in order: true starts the tick, false stops it.
+  std::deque<Bool> m_dequeTick;
+  // One thread at a time asks, so that the order is kept.
+  Bool m_bTickSettling = false;
 
   // Guarded by m_objListMutex, always taken after m_objMutex.
   CMutex m_objListMutex;
@@ -85,10 +93,4 @@ class COsdHifb : public CThread {
   CDisplayList m_objList{&m_objPainter, &m_objDesk};
   CPainter m_objPainter{&m_mapLayers, m_objList.Items()};
   CGuide m_objGuide{&m_objPainter, &m_objDesk};
-  // Whether the timer service was heard to have accepted the one-second tick.
-  Bool m_bTickRunning = false;
-  // What it is still to be asked for, in order: true starts the tick, false stops it.
-  std::deque<Bool> m_dequeTick;
-  // One thread at a time asks, so that the order is kept.
-  Bool m_bTickSettling = false;
 };

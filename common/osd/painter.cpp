@@ -107,6 +107,7 @@ void CPainter::LayOnce(const std::vector<T_Drawn>& i_vecDrawn, UInt32 i_u32Opaci
   for (const T_Drawn& drawn : i_vecDrawn) {
     CLayer& layer = m_pLayers->at(drawn.m_s32VoDev);
     LayPicture(*drawn.m_pPicture, drawn.m_stRect, i_u32Opacity, layer.Canvas(), drawn.m_stRect);
+    PaintItems(m_pItems->begin(), drawn.m_s32VoDev, layer.Canvas(), drawn.m_stRect, nullptr);
     layer.Refresh(drawn.m_stRect);
   }
 }
@@ -159,8 +160,13 @@ Bool CPainter::Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect
     bBackground = false;
   }
   if (bBackground) PaintBackground(i_s32VoDev, i_canvas, i_rect);
+  return PaintItems(item, i_s32VoDev, i_canvas, i_rect, i_pJudged);
+}
+
+Bool CPainter::PaintItems(T_ItemList::iterator i_from, SInt32 i_s32VoDev, const T_Canvas& i_canvas,
+                          const T_Rect& i_rect, const T_Item* i_pJudged) {
   Bool bDrawn = true;
-  for (; item != m_pItems->end(); ++item) {
+  for (auto item = i_from; item != m_pItems->end(); ++item) {
     const T_Drawn* const pDrawn = item->On(i_s32VoDev);
     if (pDrawn == nullptr || Intersect(pDrawn->m_stRect, i_rect).IsEmpty()) continue;
     const T_DispRecord& record = item->Shown().m_stRecord;

@@ -32,7 +32,8 @@ class CPainter {
   // io_item lies on these layers from now on, and no more where it was.
   void Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn);
 
-  // Lays pictures over what is there, as an item that counts as lying nowhere left them.
+  // Lays pictures over what is there, as an item that counts as lying nowhere left them, and the
+  // items that lie there over them.
   void LayOnce(const std::vector<T_Drawn>& i_vecDrawn, UInt32 i_u32Opacity);
 
   // io_item counts as lying nowhere; its pixels stay.
@@ -61,6 +62,8 @@ class CPainter {
   void NoteDamage(SInt32 i_s32VoDev, const T_Rect& i_rect);
   Bool Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect,
                const T_Item* i_pJudged);
+  Bool PaintItems(T_ItemList::iterator i_from, SInt32 i_s32VoDev, const T_Canvas& i_canvas,
+                  const T_Rect& i_rect, const T_Item* i_pJudged);
   void PaintBackground(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect) const;
 
   T_LayerMap* const m_pLayers;

@@ -2,9 +2,9 @@
 //
 // Lock order, from the outside in: bus lock -> the receiver's mutex (the timer's handler lock, or
 // those of the renderer). An expiry of a synchronously added timer begins with the timer's handler
-// lock and then wants the bus lock, so the bus lock is only ever tried, a bounded number of times:
-// the loser's message fails and is reported, and a periodic timer simply fires again. Nobody else
-// holds a mutex that a receiver wants while he sends synchronously.
+// lock and then wants the bus lock, so these two are only ever tried, together and a bounded number
+// of times, and given back between the attempts: a request and an expiry that meet cost one another
+// an attempt or two. Nobody else holds a mutex that a receiver wants while he sends synchronously.
 #pragma once
 
 #include "daemon/common/module_msg.h"

@@ -34,8 +34,10 @@ class CTimer : public CThread {
   // Queues a request for the timer thread. 1 = queued; 0 = refused (with an ERROR line).
   UInt32 PushMsg(const T_ModuleMsg* i_pMsg);
 
-  // Handles a request on the calling thread. 1, or 0 for a null record.
+  // Handles a request on the calling thread. 1, or 0 for a null record. Waits for a request or an
+  // expiry that is under way on another thread, unless the caller holds HandlerLock() already.
   UInt32 HandleSyncMsg(const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg);
+  CMutex& HandlerLock() { return m_objHandlerLock; }
 
   // Ends the thread and waits for it: a matter of milliseconds. Call at most once, before exit.
   void Stop();

@@ -73,4 +73,21 @@ TEST(Bus, GivesUpWhenItsLockIsHeldForLong) {
       log.Has("ERROR SendSyncAndAsyncMsg get mutex fail, msgtype<0>,src<9>,dst<3>,msg no<0x401>"));
 }
 
+TEST(Bus, ARequestThatMeetsAnExpiryLetsItPass) {
+  CLogCapture log;
+  T_ModuleMsg msg = Message(kSyncMsg, kModuleTimer, kMsgTimerAdd);  // due at once, to the renderer
+  msg.m_u32Src = kModuleOsd;
+  g_objBusMutex.RecursiveLock();
+  std::thread expiry([&] { g_objTimer.HandleSyncMsg(&msg, 0); });
+  while (g_objTimer.HandlerLock().RecursiveTryLock()) {
+    g_objTimer.HandlerLock().RecursiveUnlock();
+    std::this_thread::yield();
+  }
+  g_objBusMutex.RecursiveUnlock();
+  msg.m_u32MsgNo = kMsgTimerCancel;
+  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
+  expiry.join();
+  for (const std::string& line : log.Take()) EXPECT_EQ(line.find("ERROR"), line.npos) << line;
+}
+
 }  // namespace

@@ -390,8 +390,8 @@ class Sequences : public Icons {
     const UInt32 output = i_u32Output < 2 ? i_u32Output : 255;
     const UInt32 seq = (1 + i_u32Number % 2) << 8 | i_u32Number;
     const std::string& picture = m_pictures[i_u32Picture];
-    T_DispRecord text = Text(seq, "t", 1, i_u32Number * 500, 8000);  // no text touches another
-    text.m_u16VoSeq = static_cast<UInt16>(i_u32Number % 2);          // nor leaves its place
+    T_DispRecord text = Text(seq, "t", 1, i_u32Number * 500, 8000);  // touches no other
+    text.m_u16VoSeq = static_cast<UInt16>(i_u32Number % 2);          // nor leaves its output
     text.m_u16Time = T_DispRecord::kForever;
     switch (i_u32What) {
       case 0:
