@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <log4cpp/Category.hh>
 #include <log4cpp/FileAppender.hh>
 #include <log4cpp/PropertyConfigurator.hh>
@@ -116,6 +117,22 @@ struct T_ConfigurationTried {
   bool operator==(const T_ConfigurationTried&) const = default;
 };
 
+// log4cpp would wait for a reader of a log file that is a pipe. Throws its name.
+void RefusePipes(const std::string& i_strConfiguration) {
+  std::ifstream lines(i_strConfiguration);
+  for (std::string strLine; std::getline(lines, strLine);) {
+    const size_t equal = strLine.find('=', strLine.find(".fileName"));
+    if (equal == std::string::npos) continue;
+    const size_t start = strLine.find_first_not_of(" \t", equal + 1);
+    if (start == std::string::npos) continue;
+    const std::string strFile =
+        strLine.substr(start, strLine.find_last_not_of(" \t\r") + 1 - start);
+    struct stat file {};
+    if (stat(strFile.c_str(), &file) == 0 && S_ISFIFO(file.st_mode))
+      throw std::runtime_error("its log file " + strFile + " is a pipe");
+  }
+}
+
 // Throws why it cannot. log4cpp gets the name of the very file that was looked at: by now the path
 // may lead to a pipe, on which it would wait.
 void ReadConfiguration(const CDescriptor& i_named, mode_t i_mode) {
@@ -123,6 +140,7 @@ void ReadConfiguration(const CDescriptor& i_named, mode_t i_mode) {
   const std::string strSelf = "/proc/self/fd/" + std::to_string(i_named.Get());
   if (access(strSelf.c_str(), R_OK) != 0)
     throw std::runtime_error("it cannot be read, through " + strSelf + ": " + std::strerror(errno));
+  RefusePipes(strSelf);
   log4cpp::PropertyConfigurator::configure(strSelf);
 }
 

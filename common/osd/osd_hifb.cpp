@@ -103,6 +103,7 @@ COsdHifb::~COsdHifb() {
 }
 
 void COsdHifb::Stop() {
+  m_objQueue.Close();
   RequestStop();
   T_ModuleMsg wake{};
   wake.m_u32MsgType = kAsyncMsg;
@@ -111,7 +112,6 @@ void COsdHifb::Stop() {
   wake.m_u32MsgNo = kMsgNone;
   m_objQueue.Push(&wake);
   StopAndWaitForThread();
-  m_objQueue.ForgetWaiter();  // it may be gone when the destructor pops what is left
   m_objDesk.Stop();
   // Here and not in the destructor: after main the media SDK may be gone already.
   CMutexLocker locker(&m_objMutex);
@@ -133,6 +133,10 @@ UInt32 COsdHifb::HandleSyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
 
 void COsdHifb::Entry() {
   SetThreadName("osdhifb");
+  {
+    CMutexLocker locker(&m_objMutex);
+    m_objDesk.Start();
+  }
   T_ModuleMsg msg;
   while (!IsStopRequested()) {
     msg = {};

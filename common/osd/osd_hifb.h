@@ -27,7 +27,7 @@ class COsdHifb : public CThread {
   // what the message carries by address stays the sender's. Any thread.
   UInt32 PushMsg(const T_ModuleMsg* i_pMsg);
 
-  // As CMsgQueue::HasRoomFor of that queue; after Stop there is always room.
+  // As CMsgQueue::HasRoomFor of that queue; from Stop on there is no room.
   Bool HasRoomFor(CTask* i_pTask) { return m_objQueue.HasRoomFor(i_pTask); }
 
   // Handles i_pMsg on the calling thread and returns the handler's result: 1 for success and for

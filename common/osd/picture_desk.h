@@ -24,7 +24,8 @@ class CPictureDesk {
   // Keeps what has come, for those who ask again, unless its file was written to just now.
   void Keep(const T_PictureResult& i_result);
 
-  // Ends the worker's thread.
+  // Starts the worker's thread, and ends it.
+  void Start() { m_objWorker.StartOnce(); }
   void Stop() { m_objWorker.Stop(); }
 
  private:

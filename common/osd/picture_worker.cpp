@@ -51,8 +51,12 @@ UInt64 CPictureWorker::Add(T_PictureJob i_stJob) {
     m_dequeWaiting.push_back({u64Ticket, std::move(i_stJob)});
     m_objChanged.Signal();
   }
-  if (!IsStopRequested() && !std::exchange(m_bStarted, true)) Start();
+  StartOnce();
   return u64Ticket;
+}
+
+void CPictureWorker::StartOnce() {
+  if (!IsStopRequested() && !std::exchange(m_bStarted, true)) Start();
 }
 
 Bool CPictureWorker::HasRoom() {

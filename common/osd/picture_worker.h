@@ -1,5 +1,5 @@
 // The thread "osdpicture", which reads and decodes pictures so that the renderer never waits for
-// one. It starts with the first job and sends each result over the bus, as the message kOsdPicture
+// one. It sends each result over the bus, as the message kOsdPicture
 // from the renderer to itself, whose block is a T_PictureResult that the receiver deletes.
 //
 // Its lock is the innermost one: nothing is called or logged under it.
@@ -48,6 +48,10 @@ class CPictureWorker : public CThread {
   UInt64 Add(T_PictureJob i_stJob);
   // Whether Add would take one. That thread.
   Bool HasRoom();
+
+  // Starts the thread unless it runs, which the first Add does, too. A process that can have no more
+  // threads ends: better before it serves anybody. That thread.
+  void StartOnce();
 
   // Nobody wants the result any more. One that is under way to the renderer still arrives.
   void Withdraw(UInt64 i_u64Ticket);

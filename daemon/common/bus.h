@@ -22,6 +22,6 @@ UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg);
 // Whether the inbox of module i_u32Dst has room for what i_pTask is about to send asynchronously.
 // false: i_pTask gets kReadEvent when it has, and asks again; asking more often is harmless. An
 // inbox from which nothing was taken for some 2 s is said to have room, so that who sends to it is
-// refused aloud. The timer service, modules that are unknown and those that were stopped always have
-// room. One task for each module, which lives until that module is stopped. Any thread.
+// refused aloud; one whose owner was stopped never has. The timer service and unknown modules always
+// have room. One task for each module, which lives until that module's thread has ended. Any thread.
 Bool HasRoomFor(UInt32 i_u32Dst, CTask* i_pTask);

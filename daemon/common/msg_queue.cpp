@@ -54,7 +54,8 @@ UInt32 CMsgQueue::Pop(SInt32 i_s32TimeoutMs, T_ModuleMsg* o_pMsg) {
 
 Bool CMsgQueue::HasRoomFor(CTask* i_pTask) {
   CMutexLocker locker(&m_objLock);
-  const Bool bFull = m_lstQueued.size() >= kHighMark && !m_bWaiterForgotten;
+  if (m_bClosed) return false;
+  const Bool bFull = m_lstQueued.size() >= kHighMark;
   const SInt64 s64Now = bFull ? CTime::Milliseconds() : 0;
   if (bFull && m_pWaiter == nullptr) m_s64WaitsSince = s64Now;
   if (bFull && s64Now - m_s64WaitsSince >= kStuckMs) m_bStuck = true;
@@ -62,8 +63,8 @@ Bool CMsgQueue::HasRoomFor(CTask* i_pTask) {
   return m_pWaiter == nullptr;
 }
 
-void CMsgQueue::ForgetWaiter() {
+void CMsgQueue::Close() {
   CMutexLocker locker(&m_objLock);
-  m_bWaiterForgotten = true;
+  m_bClosed = true;
   m_pWaiter = nullptr;
 }

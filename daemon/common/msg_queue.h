@@ -28,9 +28,9 @@ class CMsgQueue {
   Bool HasRoomFor(CTask* i_pTask);
   static constexpr SInt64 kStuckMs = 1500;
 
-  // Nobody is told any more, and there is always room. After it returns the task may go, provided
-  // that the owner pops no more on another thread.
-  void ForgetWaiter();
+  // The owner takes no more: there is no room any more, and nobody is told. Once the owner's thread
+  // has ended, the task may go.
+  void Close();
 
  private:
   // Full enough to wait, and empty enough to go on. Others who push without asking find some room
@@ -51,5 +51,5 @@ class CMsgQueue {
   CTask* m_pWaiter = nullptr;
   SInt64 m_s64WaitsSince = 0;  // ms, or the time of the last pop since then
   Bool m_bStuck = false;
-  Bool m_bWaiterForgotten = false;
+  Bool m_bClosed = false;
 };
