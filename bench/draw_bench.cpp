@@ -27,7 +27,7 @@ class CScene {
   explicit CScene(UInt32 i_u32Pixels) {
     if (!SetUpLayer(kScreen, m_mapLayers)) std::abort();
     m_lstItems.emplace_back(T_DispRecord{});
-    T_DispRecord& record = m_lstItems.front().m_stRecord;
+    T_DispRecord& record = m_lstItems.front().m_stWanted.m_stRecord;
     record.m_u16Line = 1;
     record.m_u16FontSize = static_cast<UInt16>(i_u32Pixels * 3840 / kScreen.m_u32W);
     record.m_u32TextColour = 0xFFFFFFFF;
@@ -40,10 +40,12 @@ class CScene {
 
   T_Canvas Canvas() const { return m_mapLayers.begin()->second.Canvas(); }
   void Draw() {
-    m_objGlyphs.DrawString(m_lstItems.front().m_stRecord.m_aText[0], Canvas(), m_stRect.m_u32Y,
-                           m_stRect.m_u32X);
+    m_objGlyphs.DrawString(m_lstItems.front().m_stWanted.m_stRecord.m_aText[0], Canvas(),
+                           m_stRect.m_u32Y, m_stRect.m_u32X);
   }
-  void SetFontSize(UInt16 i_u16Size) { m_lstItems.front().m_stRecord.m_u16FontSize = i_u16Size; }
+  void SetFontSize(UInt16 i_u16Size) {
+    m_lstItems.front().m_stWanted.m_stRecord.m_u16FontSize = i_u16Size;
+  }
   void DrawAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), kModeDraw); }
   void EraseAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), kModeErase); }
   void ClearRows() { ClearRect(Canvas(), m_stRect); }
