@@ -10,7 +10,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <log4cpp/Category.hh>
 #include <log4cpp/FileAppender.hh>
@@ -30,8 +29,7 @@ constexpr size_t kMessageSize = 8192;
 // While it is held no appender's file is written, rolled or opened anew: log4cpp itself would let a
 // file be opened anew beside a write to its descriptor.
 std::mutex s_files;
-Bool s_bLosingLines = false;   // guarded by s_files
-std::time_t s_lastReopen = 0;  // guarded by s_files
+Bool s_bLosingLines = false;  // guarded by s_files
 
 // At exit log4cpp frees its categories before the objects that were made before main are destroyed.
 std::atomic<Bool> s_bEnded{false};
@@ -83,23 +81,8 @@ struct T_FileAppender : log4cpp::FileAppender {
   }
 };
 
-// s_files is held.
-void ReopenMovedFiles() {
-  for (log4cpp::Category* p = &Category(); p != nullptr; p = p->getParent())
-    for (log4cpp::Appender* const pAppender : p->getAllAppenders()) {
-      auto* const pFile = dynamic_cast<log4cpp::FileAppender*>(pAppender);
-      if (pFile != nullptr && !T_FileAppender::IsAtItsName(*pFile)) T_FileAppender::Reopen(*pFile);
-    }
-}
-
-void ReopenOncePerSecond() {
-  const std::time_t now = std::time(nullptr);
-  if (std::exchange(s_lastReopen, now) != now) ReopenMovedFiles();
-}
-
 void WatchForLoss(int i_errno) {
   const Bool bLost = IsWriteFailure(i_errno);
-  if (i_errno == EBADF) ReopenOncePerSecond();
   if (std::exchange(s_bLosingLines, bLost) == bLost) return;
   if (bLost)
     Complain(std::string("cannot write the log: ") + std::strerror(i_errno) +
@@ -193,7 +176,11 @@ Bool CLog::Configure(const char* i_pPath) {
 
 void CLog::FollowFiles() {
   const std::lock_guard guard(s_files);
-  ReopenMovedFiles();
+  for (log4cpp::Category* p = &Category(); p != nullptr; p = p->getParent())
+    for (log4cpp::Appender* const pAppender : p->getAllAppenders()) {
+      auto* const pFile = dynamic_cast<log4cpp::FileAppender*>(pAppender);
+      if (pFile != nullptr && !T_FileAppender::IsAtItsName(*pFile)) T_FileAppender::Reopen(*pFile);
+    }
 }
 
 void CLog::Shutdown() { log4cpp::Category::shutdown(); }

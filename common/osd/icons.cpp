@@ -198,6 +198,7 @@ void CIcons::Leave(T_Item& io_item) {
   CPainter::Forget(io_item);
 }
 
+// Pictures that are under way are asked for anew, for the layers that are there then.
 void CIcons::LayerGone(T_Item& io_item, SInt32 i_s32VoDev) {
   const auto leave = [=](T_Request& io_request) {
     std::erase(io_request.m_vecOutputs, i_s32VoDev);
@@ -207,14 +208,11 @@ void CIcons::LayerGone(T_Item& io_item, SInt32 i_s32VoDev) {
   if (io_item.m_u64Ticket != 0 && io_item.Record().IsOn(i_s32VoDev)) Withdraw(io_item);
 }
 
-// Pictures that are under way are asked for anew, in the sizes that are wanted now.
 void CIcons::LayerCame(T_Item& io_item, SInt32 i_s32VoDev) {
   const auto come = [=](T_Request& io_request) {
     if (io_request.m_stRecord.ComesBackOn(i_s32VoDev))
       io_request.m_vecOutputs.push_back(i_s32VoDev);
   };
   std::for_each(io_item.m_vecBefore.begin(), io_item.m_vecBefore.end(), come);
-  if (!io_item.Record().IsIcon()) return;
-  come(io_item.m_stWanted);
-  if (io_item.m_u64Ticket != 0 && io_item.Record().ComesBackOn(i_s32VoDev)) Withdraw(io_item);
+  if (io_item.Record().IsIcon()) come(io_item.m_stWanted);
 }

@@ -78,7 +78,7 @@ TEST(Bus, ARequestThatMeetsAnExpiryLetsItPass) {
   T_ModuleMsg msg = Message(kSyncMsg, kModuleTimer, kMsgTimerAdd);  // due at once, to the renderer
   msg.m_u32Src = kModuleOsd;
   g_objBusMutex.RecursiveLock();
-  std::thread expiry([&] { g_objTimer.HandleSyncMsg(&msg, 0); });
+  std::thread expiry([msg] { g_objTimer.HandleSyncMsg(&msg, 0); });
   while (g_objTimer.HandlerLock().RecursiveTryLock()) {
     g_objTimer.HandlerLock().RecursiveUnlock();
     std::this_thread::yield();
