@@ -30,8 +30,11 @@ std::atomic<clockid_t> g_waitedOn{-1};
 // Between the condition and the library.
 int pthread_cond_clockwait(pthread_cond_t* i_pCond, pthread_mutex_t* i_pMutex, clockid_t i_clock,
                            const timespec* i_pDeadline) {
-  static const auto s_pReal = reinterpret_cast<decltype(&pthread_cond_clockwait)>(
-      dlsym(RTLD_NEXT, "pthread_cond_clockwait"));
+  // With times of 64 bits on 32 it goes by another name.
+  constexpr const char* kName =
+      sizeof(long) == 4 ? "__pthread_cond_clockwait64" : "pthread_cond_clockwait";
+  static const auto s_pReal =
+      reinterpret_cast<decltype(&pthread_cond_clockwait)>(dlsym(RTLD_NEXT, kName));
   g_waitedOn = i_clock;
   return s_pReal(i_pCond, i_pMutex, i_clock, i_pDeadline);
 }
