@@ -67,9 +67,11 @@ CTask* CTaskThread::WaitForTask() {
   for (;;) {
     const SInt64 s64Now = CTime::Milliseconds();
     if (CTask* pTask = ExtractDueTask(s64Now)) return pTask;
+    // Asked first: nothing is queued after the stop, but perhaps just before it.
+    const Bool bStop = IsStopRequested();
     CQueueElem* const pElem = m_objTaskQueue.DeQueueBlocking(this, WaitUntilNextTimer(s64Now));
     if (pElem != nullptr) return static_cast<CTask*>(pElem->GetEnclosingObject());
-    if (IsStopRequested()) return nullptr;
+    if (bStop) return nullptr;
   }
 }
 
