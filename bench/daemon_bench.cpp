@@ -21,10 +21,10 @@
 #include <vector>
 
 #include "protocol/bodies.h"
+#include "protocol/peers.h"
 
 namespace {
 
-constexpr UInt16 kDaemonPort = 9636;
 constexpr UInt16 kOwnPort = 9634;
 constexpr UInt32 kRequests = 20000;
 

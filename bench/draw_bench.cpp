@@ -33,21 +33,18 @@ class CScene {
     record.m_u32TextColour = 0xFFFFFFFF;
     record.m_u32Background = 0x3F616161;
     for (UInt32 i = 0; i < kCharacters; ++i) record.m_aText[0][i] = static_cast<char>('0' + i);
-    m_objGlyphs.SetFont(i_u32Pixels, record.m_u32TextColour, record.m_u32Background);
-    m_stRect = LayOut(record, m_objGlyphs.Cell(), Canvas(), kToldDraw).LineRect(0);
+    m_layout = m_objDrawer.LayOut(record, Canvas());
+    m_stRect = m_layout.value().LineRect(0);
     m_vecFlat.resize(size_t{m_stRect.m_u32W} * m_stRect.m_u32H);
   }
 
   T_Canvas Canvas() const { return m_mapLayers.begin()->second.Canvas(); }
-  void Draw() {
-    m_objGlyphs.DrawString(m_lstItems.front().m_stWanted.m_stRecord.m_aText[0], Canvas(),
-                           m_stRect.m_u32Y, m_stRect.m_u32X);
-  }
+  void Draw() { m_objDrawer.DrawOsdInfo(*m_layout, EDrawMode::kDraw, Canvas(), Canvas().Whole()); }
   void SetFontSize(UInt16 i_u16Size) {
     m_lstItems.front().m_stWanted.m_stRecord.m_u16FontSize = i_u16Size;
   }
-  void DrawAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), kModeDraw); }
-  void EraseAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), kModeErase); }
+  void DrawAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), EDrawMode::kDraw); }
+  void EraseAndRefresh() { m_objPainter.ChangeText(m_lstItems.front(), EDrawMode::kErase); }
   void ClearRows() { ClearRect(Canvas(), m_stRect); }
   void ClearFlat() { std::memset(m_vecFlat.data(), 0, m_vecFlat.size() * sizeof(UInt32)); }
   double Pixels() const { return static_cast<double>(m_vecFlat.size()); }
@@ -56,7 +53,8 @@ class CScene {
   T_LayerMap m_mapLayers;
   T_ItemList m_lstItems;
   CPainter m_objPainter{&m_mapLayers, &m_lstItems};
-  CGlyphs m_objGlyphs;
+  CTextDrawer m_objDrawer;
+  std::optional<T_Layout> m_layout;
   T_Rect m_stRect;
   std::vector<UInt32> m_vecFlat;
 };

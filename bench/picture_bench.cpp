@@ -128,10 +128,9 @@ class CLayerWatch {
   const T_LayerHeader* m_pHeader;
 };
 
-T_ModuleMsg Message(UInt32 i_u32MsgNo, T_DispRecord* i_pRecord = nullptr) {
-  T_ModuleMsg msg{kAsyncMsg, kModuleEndpoint, kModuleOsd, i_u32MsgNo, {}};
-  msg.PutBlock(i_pRecord);
-  return msg;
+template <class T>
+T_ModuleMsg Message(const T& i_command) {
+  return MakeMessage(kAsyncMsg, kModuleEndpoint, kModuleOsd, i_command);
 }
 
 T_ModuleMsg Icon(UInt16 i_u16Seq, const std::string& i_path, UInt32 i_u32W = 0) {
@@ -141,7 +140,7 @@ T_ModuleMsg Icon(UInt16 i_u16Seq, const std::string& i_path, UInt32 i_u32W = 0) 
   pRecord->m_u16Opacity = 255;
   pRecord->m_u32W = i_u32W;
   i_path.copy(pRecord->m_aText[0], T_DispRecord::kMaxPath);
-  return Message(kOsdIconShow, pRecord);
+  return Message(T_OsdIconShow{pRecord});
 }
 
 T_ModuleMsg Text(UInt16 i_u16Seq) {
@@ -151,15 +150,10 @@ T_ModuleMsg Text(UInt16 i_u16Seq) {
   pRecord->m_u32Mask = kMaskText | kMaskForever;
   pRecord->m_u16Line = 1;
   std::string("a text of some forty characters, in all.").copy(pRecord->m_aText[0], 64);
-  return Message(kOsdTextShow, pRecord);
+  return Message(T_OsdTextShow{pRecord});
 }
 
-T_ModuleMsg HideIcons() {
-  T_ModuleMsg msg = Message(kOsdIconHide);
-  msg.Put<UInt16>(0, T_DispRecord::kAllOutputs);
-  msg.Put<UInt16>(2, 0xFFFF);
-  return msg;
-}
+T_ModuleMsg HideIcons() { return Message(T_OsdIconHide{kEveryOutput, kEveryElement, 0}); }
 
 void CachedIcon(const CLayerWatch& i_watch, const char* i_pName, ELook i_eLook) {
   constexpr UInt32 kSide = 512;
@@ -215,10 +209,10 @@ void PrintPeak(const char* i_pName, const std::string& i_path, const T_WantedSiz
     std::ofstream("/proc/self/clear_refs") << 5;  // the parent's peak
     const size_t before = PeakBytes();
     const auto start = T_Clock::now();
-    const T_Loaded loaded = LoadPicture(i_path, std::span(&i_size, 1), {});
+    const CResult<T_Loaded> loaded = LoadPicture(i_path, std::span(&i_size, 1), {});
     const double taken = Since(start);
-    if (!loaded.m_strError.empty()) std::abort();
-    const size_t made = loaded.m_vecPictures[0]->Bytes();
+    if (!loaded) std::abort();
+    const size_t made = loaded->m_vecPictures[0]->Bytes();
     const auto beyond = static_cast<double>(PeakBytes()) - static_cast<double>(before + made);
     std::printf("%-44s %9.1f ms   ratio %6.2f   %6.1f MiB and %6.1f beyond\n", i_pName,
                 taken / 1000, taken / i_decoded, static_cast<double>(made) / (1 << 20),
@@ -280,10 +274,8 @@ int main() {
   Peaks();
   CThread::Initialize(0x180000);
   g_objOsdHifb.Start();
-  T_ModuleMsg init = Message(kOsdInit);
+  T_ModuleMsg init = Message(T_OsdInit{{0, 0, 0, 0, kW, kH}});
   init.m_u32MsgType = kSyncMsg;
-  init.PutWord(4, kW);
-  init.PutWord(5, kH);
   if (SendSyncAndAsyncMsg(&init, 0) == 0) return 1;
   {
     const CLayerWatch watch;

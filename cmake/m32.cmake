@@ -1,4 +1,4 @@
-# Builds with 32-bit pointers, long and time_t, which the smaller chips have.
+# Builds with 32-bit pointers and long, which the smaller chips have.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR i686)
 set(CMAKE_CXX_COMPILER g++)

@@ -24,7 +24,9 @@
 #include "framework/watchdog.h"
 #include "platform/platform.h"
 
-// How other code reaches the endpoint and the list; set once they exist, never deleted from here.
+// For modules that an integrator builds into the process: the ways to the endpoint, to notify peers
+// (SendNotifyMsg), and to the timeout list, to start it. Set once they exist, never deleted from
+// here. Until then only the end of the process uses the first, and nothing the second.
 COsdCommuTask* g_pOsdCommuTask = nullptr;
 CTimeoutList* g_pTimeoutList = nullptr;
 
@@ -34,13 +36,12 @@ constexpr UInt32 kThreadStackBytes = 0x180000;
 constexpr UInt32 kTaskThreads = 4;
 constexpr int kEndsSupervisor = 255;
 constexpr const char* kLocalAddr = "127.0.0.1";
-constexpr UInt16 kLocalPort = 9636;
 constexpr const char* kPidFile = "/var/run/osd.pid";
 
 // Goes from 1 to 0 once; lock-free, so the signal handler may write it.
 std::atomic<SInt32> g_s32Run{1};
 Bool g_bSupervised = false;  // this is a child of the supervisor
-SInt32 g_s32Force = 0;       // set by -f; kept for its callers, nothing reads it
+SInt32 g_s32Force = 0;       // set by -f, which start scripts give; nothing reads it
 
 void PrintUsage(const char* i_pProgram) {
   std::printf("%s [options]\n", i_pProgram);
@@ -101,7 +102,7 @@ void StartFramework() {
 
 void StartModules() {
   g_objTimer.Start();
-  auto* const pTask = new COsdCommuTask(kLocalAddr, kLocalPort);  // deletes itself
+  auto* const pTask = new COsdCommuTask(kLocalAddr, kDaemonPort);  // deletes itself
   pTask->Signal(CTask::kStartEvent);
   CThread::Sleep(300);
   g_pOsdCommuTask = pTask;

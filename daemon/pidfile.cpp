@@ -15,6 +15,7 @@
 
 namespace {
 
+// Misspelt for good: start scripts look for the line as it stands.
 Bool AlreadyStarted() {
   std::puts("process allready started");
   return true;

@@ -11,55 +11,30 @@
 #include "endpoint/resolution_file.h"
 #include "framework/log.h"
 #include "platform/platform.h"
+#include "protocol/element.h"
 #include "protocol/peers.h"
 
 namespace {
 
-constexpr UInt16 kEverything = 0xFFFF;
-constexpr UInt32 kImageClass = 2;
 constexpr UInt32 kLoopback = 0x7F000001;
-constexpr UInt16 kMppPort = 9637;
 constexpr const char* kResolutionFile = "/tmpfile/resolution.cfg";
 
-T_ModuleMsg MakeCommand(UInt32 i_u32MsgNo, UInt32 i_u32Src = kModuleEndpoint) {
-  T_ModuleMsg command{};
-  command.m_u32MsgType = kAsyncMsg;
-  command.m_u32Src = i_u32Src;
-  command.m_u32Dst = kModuleOsd;
-  command.m_u32MsgNo = i_u32MsgNo;
-  return command;
-}
-
-void Send(const T_ModuleMsg& i_command) { SendSyncAndAsyncMsg(&i_command, 0); }
-
-// The record is the renderer's from the moment the bus has accepted it.
-void SendRecord(UInt32 i_u32MsgNo, std::unique_ptr<T_DispRecord> i_pRecord) {
-  T_ModuleMsg command = MakeCommand(i_u32MsgNo);
-  command.PutBlock(i_pRecord.get());
-  if (SendSyncAndAsyncMsg(&command, 0) != 0) static_cast<void>(i_pRecord.release());
-}
-
-// Outputs are numbered in 8 bits, though requests carry 16.
-UInt16 OutputOf(UInt16 i_u16VoutSeq) { return i_u16VoutSeq & 0xFF; }
-
-// Image hides keep the 16 bits of the output; text commands come with the low 8.
-void SendOutputAndSeq(UInt32 i_u32MsgNo, UInt32 i_u32Src, UInt16 i_u16Output, UInt16 i_u16Seq) {
-  T_ModuleMsg command = MakeCommand(i_u32MsgNo, i_u32Src);
-  command.Put<UInt16>(0, i_u16Output);
-  command.Put<UInt16>(2, i_u16Seq);
-  Send(command);
-}
-
+// Whether the bus has accepted it.
 template <class T>
-void SendScreen(UInt32 i_u32MsgNo, const T& i_request) {
-  T_ModuleMsg command = MakeCommand(i_u32MsgNo);
-  command.Put<SInt32>(0, i_request.m_s32VoDev);
-  command.Put<SInt32>(4, i_request.m_s32VideoLayer);
-  command.Put<SInt32>(8, i_request.m_s32X);
-  command.Put<SInt32>(12, i_request.m_s32Y);
-  command.PutWord(4, i_request.m_u32W);
-  command.PutWord(5, i_request.m_u32H);
-  Send(command);
+Bool Send(const T& i_command, UInt32 i_u32Src = kModuleEndpoint) {
+  const T_ModuleMsg msg = MakeMessage(kAsyncMsg, i_u32Src, kModuleOsd, i_command);
+  return SendSyncAndAsyncMsg(&msg, 0) != 0;
+}
+
+// What i_command carries by address, io_pOwned, is the renderer's once the bus has accepted it.
+template <class T, class Owned>
+void SendOwned(const T& i_command, std::unique_ptr<Owned>&& io_pOwned) {
+  if (Send(i_command)) static_cast<void>(io_pOwned.release());
+}
+
+T_LayerRequest LayerOf(const T_MsgOsdScreenInfo& i_request) {
+  return {i_request.m_s32VoDev, i_request.m_s32VideoLayer, i_request.m_s32X,
+          i_request.m_s32Y,     i_request.m_u32W,          i_request.m_u32H};
 }
 
 void CopyText(const T_MsgOsdStringShow& i_request, T_DispRecord* o_pRecord) {
@@ -93,10 +68,7 @@ void InitFromResolutionFile() {
     return;
   }
   LOG_INFO("get resolution.cfg [%u x %u]", size.m_u32Width, size.m_u32Height);
-  T_ModuleMsg command = MakeCommand(kOsdInit);
-  command.PutWord(4, size.m_u32Width);
-  command.PutWord(5, size.m_u32Height);
-  Send(command);
+  Send(T_OsdInit{{0, 0, 0, 0, size.m_u32Width, size.m_u32Height}});
 }
 
 void ForwardHide(const T_MsgOsdElemHide& i_request, UInt16 i_u16VoutSeq, COutgoing& io_outgoing) {
@@ -109,9 +81,9 @@ void ForwardHide(const T_MsgOsdElemHide& i_request, UInt16 i_u16VoutSeq, COutgoi
 
 }  // namespace
 
-void ProcessMsgOsdInit(const T_MsgOsdScreenInfo& i_request) { SendScreen(kOsdInit, i_request); }
+void ProcessMsgOsdInit(const T_MsgOsdScreenInfo& i_request) { Send(T_OsdInit{LayerOf(i_request)}); }
 
-void ProcessMsgOsdDeInit(const T_MsgOsdDeinit& i_request) { SendScreen(kOsdDeInit, i_request); }
+void ProcessMsgOsdDeInit(const T_MsgOsdDeinit& i_request) { Send(T_OsdDeInit{LayerOf(i_request)}); }
 
 void ProcessMsgOsdStringShow(const T_MsgOsdStringShow& i_request) {
   auto pRecord = std::make_unique<T_DispRecord>();
@@ -133,9 +105,10 @@ void ProcessMsgOsdStringShow(const T_MsgOsdStringShow& i_request) {
   if (u32Flag & kMaskText) CopyText(i_request, pRecord.get());
   pRecord->m_u16Time =
       u32Flag & kMaskForever ? T_DispRecord::kForever : T_DispRecord::kTimedSeconds;
-  SendRecord(kOsdTextShow, std::move(pRecord));
+  SendOwned(T_OsdTextShow{pRecord.get()}, std::move(pRecord));
 }
 
+// "vosseq" below, like "not implement": logs are searched for the texts as they stand.
 void ProcessMsgOsdDispImage(const T_MsgOsdDispImage& i_request) {
   const std::string_view path = PathOf(i_request.m_pPath.get(), i_request.m_u32StrLen);
   if (!IsWhole(path)) return;
@@ -155,80 +128,72 @@ void ProcessMsgOsdDispImage(const T_MsgOsdDispImage& i_request) {
   LOG_INFO("osd icon: vosseq<%#x> seq<%#x>, rect<%d,%d>, path<%.*s>,hide<%u>", pRecord->m_u16VoSeq,
            pRecord->m_u16Seq, pRecord->m_u32X, pRecord->m_u32Y, static_cast<int>(path.size()),
            path.data(), pRecord->m_u8Hide);
-  SendRecord(kOsdIconShow, std::move(pRecord));
+  SendOwned(T_OsdIconShow{pRecord.get()}, std::move(pRecord));
 }
 
+// The output keeps its 16 bits here; the renderer takes the low ones.
 void ProcessMsgOsdCancelImage(const T_MsgOsdCancelImage& i_request) {
   LOG_INFO("osd image hide: vosseq<%#x> seq<%#x>", i_request.m_u16VoutSeq, i_request.m_u16OsdSeq);
-  SendOutputAndSeq(kOsdIconHide, kModuleEndpoint, i_request.m_u16VoutSeq, i_request.m_u16OsdSeq);
+  Send(T_OsdIconHide{i_request.m_u16VoutSeq, i_request.m_u16OsdSeq, 0});
 }
 
 // Hide and delete name module 1 as their source, unlike all other requests; kept on purpose.
 void ProcessMsgOsdElemHide(const T_MsgOsdElemHide& i_request, COutgoing& io_outgoing) {
   const UInt16 u16Seq = i_request.m_u16OsdSeq;
   const UInt16 u16Output = OutputOf(i_request.m_u16VoutSeq);
-  const UInt32 u32Class = u16Seq >> 8;
-  if (u16Seq != kEverything && u32Class > 4) {
+  const UInt32 u32Class = ElementClass(u16Seq);
+  if (u16Seq != kEveryElement && u32Class > 4) {
     LOG_ERROR("ProcessMsgOsdElemHide: Unknown osd type<%#x>", u32Class);
     return;
   }
-  SendOutputAndSeq(kOsdTextCancel, kModuleMainCtl, u16Output, u16Seq);
-  if (u16Seq == kEverything) ForwardHide(i_request, i_request.m_u16VoutSeq, io_outgoing);
+  Send(T_OsdTextCancel{u16Output, u16Seq}, kModuleMainCtl);
+  if (u16Seq == kEveryElement) ForwardHide(i_request, i_request.m_u16VoutSeq, io_outgoing);
   if (u32Class == kImageClass) ForwardHide(i_request, u16Output, io_outgoing);
 }
 
 void ProcessMsgOsdElemDel(const T_MsgOsdElemDel& i_request) {
   const UInt16 u16Seq = i_request.m_u16OsdSeq;
-  const UInt32 u32Class = u16Seq >> 8;
-  if (u16Seq != kEverything && u32Class > 5) {
+  const UInt32 u32Class = ElementClass(u16Seq);
+  if (u16Seq != kEveryElement && u32Class > 5) {
     LOG_ERROR("ProcessMsgOsdElemDel: Unknown osd type<%#x>", u32Class);
     return;
   }
-  if (u32Class != kImageClass) {
-    T_ModuleMsg command = MakeCommand(kOsdDelete, kModuleMainCtl);
-    command.Put<UInt16>(0, u16Seq);
-    Send(command);
-  }
-  if (u16Seq == kEverything || u32Class == kImageClass) LOG_WARN("delete image, not implement!");
+  if (u32Class != kImageClass) Send(T_OsdDelete{u16Seq}, kModuleMainCtl);
+  if (u16Seq == kEveryElement || u32Class == kImageClass) LOG_WARN("delete image, not implement!");
 }
 
 void ProcessMsgOsdGuideShow(const T_MsgOsdGuideShow& i_request) {
   if (!IsWhole(PathOf(i_request.m_pPath.get(), i_request.m_u32PathLen))) return;
-  T_ModuleMsg command = MakeCommand(kOsdPicture);
-  const T_MsgHeader& header = i_request.m_stHeader;
-  command.PutWord(0, i_request.m_u32RemoteAddr);
-  command.PutWord(1, i_request.m_u16RemotePort);
-  command.PutWord(2, header.m_u32Magic);
-  command.Put<UInt8>(12, header.m_u8Version);
-  std::memcpy(command.m_aPayload + 13, header.m_aType, sizeof(header.m_aType));
-  command.PutWord(4, header.m_u32Seq);
-  command.PutWord(5, header.m_u32Id);
-  command.PutWord(6, header.m_u16ParamLen);
-  command.Put<UInt16>(kPictureOutSeqWord * 4, i_request.m_u16OsdOut);
-  command.Put<UInt16>(kPictureOutSeqWord * 4 + 2, i_request.m_u16OsdSeq);
-  command.PutWord(kPicturePathLenWord, i_request.m_u32PathLen);
   std::unique_ptr<char[]> pPath;
   if (i_request.m_u32PathLen != 0) {
     pPath = std::make_unique<char[]>(size_t{i_request.m_u32PathLen} + 1);
     std::memcpy(pPath.get(), i_request.m_pPath.get(), i_request.m_u32PathLen);
   }
-  command.Put<char*>(kPicturePathOffset, pPath.get());
-  if (SendSyncAndAsyncMsg(&command, 0) != 0) static_cast<void>(pPath.release());
+  const T_MsgHeader& header = i_request.m_stHeader;
+  const T_OsdPicture command{i_request.m_u32RemoteAddr,
+                             i_request.m_u16RemotePort,
+                             header.m_u32Magic,
+                             header.m_u8Version,
+                             {header.m_aType[0], header.m_aType[1], header.m_aType[2]},
+                             header.m_u32Seq,
+                             header.m_u32Id,
+                             header.m_u16ParamLen,
+                             i_request.m_u16OsdOut,
+                             i_request.m_u16OsdSeq,
+                             i_request.m_u32PathLen,
+                             pPath.get()};
+  SendOwned(command, std::move(pPath));
 }
 
 void ProcessMsgOsdTouchCalibration(const T_MsgOsdTouchCalibration& i_request) {
   if (i_request.m_u8CalibrationMode == 0) InitFromResolutionFile();
-  if (i_request.m_u8CalibrationMode == 1) Send(MakeCommand(kOsdDeInit));
+  if (i_request.m_u8CalibrationMode == 1) Send(T_OsdDeInit{});
 }
 
 void HideOsdGuide(UInt32 i_u32Guide) {
-  if (i_u32Guide != kGuideAlone) {
+  if (i_u32Guide != T_OsdIconHide::kGuideAlone) {
     LOG_ERROR("HideOsdGuide: shouldn't be here");
     return;
   }
-  T_ModuleMsg command = MakeCommand(kOsdIconHide);
-  command.Put<UInt16>(0, T_DispRecord::kAllOutputs);
-  command.Put<UInt16>(2, kEverything);
-  command.Put<UInt16>(4, kGuideAlone);
-  Send(command);
+  Send(T_OsdIconHide{kEveryOutput, kEveryElement, T_OsdIconHide::kGuideAlone});
 }

@@ -18,77 +18,74 @@
 
 namespace {
 
-constexpr UInt32 MAX_SND_RCV_BUF_SIZE = kMaxDatagram;
+constexpr UInt32 MAX_SND_RCV_BUF_SIZE = kMaxDatagram;  // under the name that the assertion prints
 constexpr SInt64 kBindRetryMs = 1000;
-constexpr SInt64 kLookAgainMs = 1000;  // the scan of the timeouts makes it two seconds
+constexpr SInt64 kLookAgainMs = 1000;  // up to 2 s: what has expired is looked for once a second
 
 // A burst that the renderer works off in about a second. A datagram of up to 128 bytes costs the
 // kernel 768 or 832 bytes; some that were read already are counted for a while yet.
 constexpr UInt32 kBurst = 1000;
 constexpr UInt32 kBufferEach = 1024;
 
-// What a reply from a peer leaves in the log; nothing else follows from one.
-struct T_ReplyLine {
-  MsgId m_eMsgId;
-  const char* m_pLine;
+// What the replies from RES_MSG_PROCESS_FAILURE on leave in the log; nothing else follows from one.
+constexpr const char* kFailureReplies[] = {
+    "ProcessOsdMsg: RES_MSG_PROCESS_FAILURE", "ProcessOsdMsg: ERR_RES_MSG_MAGIC_NUM",
+    "ProcessOsdMsg: ERR_RES_MSG_VERSION",     "ProcessOsdMsg: ERR_RES_MSG_TYPE",
+    "ProcessOsdMsg: ERR_RES_MSG_SEQUENCE",    "ProcessOsdMsg: ERR_RES_MSG_ID",
+    "ProcessOsdMsg: ERR_RES_MSG_PARAM_LEN",
 };
-constexpr T_ReplyLine kFailureReplies[] = {
-    {RES_MSG_PROCESS_FAILURE, "ProcessOsdMsg: RES_MSG_PROCESS_FAILURE"},
-    {ERR_RES_MSG_MAGIC_NUM, "ProcessOsdMsg: ERR_RES_MSG_MAGIC_NUM"},
-    {ERR_RES_MSG_VERSION, "ProcessOsdMsg: ERR_RES_MSG_VERSION"},
-    {ERR_RES_MSG_TYPE, "ProcessOsdMsg: ERR_RES_MSG_TYPE"},
-    {ERR_RES_MSG_SEQUENCE, "ProcessOsdMsg: ERR_RES_MSG_SEQUENCE"},
-    {ERR_RES_MSG_ID, "ProcessOsdMsg: ERR_RES_MSG_ID"},
-    {ERR_RES_MSG_PARAM_LEN, "ProcessOsdMsg: ERR_RES_MSG_PARAM_LEN"},
-};
+static_assert(std::size(kFailureReplies) == ERR_RES_MSG_PARAM_LEN - RES_MSG_PROCESS_FAILURE + 1);
 
 void LogReply(UInt32 i_u32MsgId, UInt16 i_u16RemotePort) {
-  if (i_u32MsgId == RES_MSG_ACK) LOG_INFO("ProcessOsdMsg[%u]: RES_MSG_ACK", i_u16RemotePort);
-  if (i_u32MsgId == RES_MSG_PROCESS_SUCCESS) LOG_INFO("ProcessOsdMsg: RES_MSG_PROCESS_SUCCESS");
-  for (const T_ReplyLine& line : kFailureReplies)
-    if (line.m_eMsgId == i_u32MsgId) LOG_WARN("%s", line.m_pLine);
+  if (i_u32MsgId == RES_MSG_ACK)
+    LOG_INFO("ProcessOsdMsg[%u]: RES_MSG_ACK", i_u16RemotePort);
+  else if (i_u32MsgId == RES_MSG_PROCESS_SUCCESS)
+    LOG_INFO("ProcessOsdMsg: RES_MSG_PROCESS_SUCCESS");
+  else
+    LOG_WARN("%s", kFailureReplies[i_u32MsgId - RES_MSG_PROCESS_FAILURE]);
 }
 
-// Ports 9641 to 9644 have sequence slots but are not looked up: deliberate, their peers expect 0.
-constexpr UInt16 kPrevSeqPorts[] = {9634, 9635, 9636, 9637, 9639, 9640, 9645, 9647, 9648};
-
-}  // namespace
-
-struct COsdCommuTask::T_Request {
-  MsgId m_eMsgId;
-  void (COsdCommuTask::*m_pProcess)(UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort,
-                                    T_MsgParams* io_ptMsgParams);
-};
-
 template <class T, auto t_pCommand>
-void COsdCommuTask::ProcessRequest(UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort,
-                                   T_MsgParams* io_ptMsgParams) {
+void ProcessRequest(UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort, T_MsgParams* io_ptMsgParams,
+                    COutgoing& io_outgoing) {
   const std::unique_ptr<T> pBody = std::move(io_ptMsgParams->Body<T>());
   if (pBody == nullptr) return;
   pBody->m_u32RemoteAddr = i_u32RemoteAddr;
   pBody->m_u16RemotePort = i_u16RemotePort;
   // The ACK goes ahead of whatever the command sends.
-  QueueAck(m_objOutgoing, {pBody->m_stHeader, i_u32RemoteAddr, i_u16RemotePort});
+  QueueAck(io_outgoing, {pBody->m_stHeader, i_u32RemoteAddr, i_u16RemotePort});
   if constexpr (std::is_invocable_v<decltype(t_pCommand), const T&, COutgoing&>)
-    t_pCommand(*pBody, m_objOutgoing);
+    t_pCommand(*pBody, io_outgoing);
   else
     t_pCommand(*pBody);
 }
 
-const COsdCommuTask::T_Request COsdCommuTask::s_aRequests[] = {
-    {kMsgOsdStringShow,
-     &COsdCommuTask::ProcessRequest<T_MsgOsdStringShow, &ProcessMsgOsdStringShow>},
-    {kMsgOsdElemHide, &COsdCommuTask::ProcessRequest<T_MsgOsdElemHide, &ProcessMsgOsdElemHide>},
-    {kMsgOsdElemDel, &COsdCommuTask::ProcessRequest<T_MsgOsdElemDel, &ProcessMsgOsdElemDel>},
-    {kMsgOsdGuideShow, &COsdCommuTask::ProcessRequest<T_MsgOsdGuideShow, &ProcessMsgOsdGuideShow>},
-    {kMsgOsdTouchCalibration,
-     &COsdCommuTask::ProcessRequest<T_MsgOsdTouchCalibration, &ProcessMsgOsdTouchCalibration>},
-    {kMsgOsdDispImage, &COsdCommuTask::ProcessRequest<T_MsgOsdDispImage, &ProcessMsgOsdDispImage>},
-    {kMsgOsdCancelImage,
-     &COsdCommuTask::ProcessRequest<T_MsgOsdCancelImage, &ProcessMsgOsdCancelImage>},
-    {kMsgOsdInit, &COsdCommuTask::ProcessRequest<T_MsgOsdScreenInfo, &ProcessMsgOsdInit>},
-    {kMsgOsdDeInit, &COsdCommuTask::ProcessRequest<T_MsgOsdDeinit, &ProcessMsgOsdDeInit>},
+struct T_Request {
+  MsgId m_eMsgId;
+  void (*m_pProcess)(UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort, T_MsgParams* io_ptMsgParams,
+                     COutgoing& io_outgoing);
 };
+
+// Row by row beside the catalogue, from kFirstRequest on.
+constexpr T_Request kRequests[] = {
+    {kMsgOsdStringShow, ProcessRequest<T_MsgOsdStringShow, &ProcessMsgOsdStringShow>},
+    {kMsgOsdElemHide, ProcessRequest<T_MsgOsdElemHide, &ProcessMsgOsdElemHide>},
+    {kMsgOsdElemDel, ProcessRequest<T_MsgOsdElemDel, &ProcessMsgOsdElemDel>},
+    {kMsgOsdGuideShow, ProcessRequest<T_MsgOsdGuideShow, &ProcessMsgOsdGuideShow>},
+    {kMsgOsdTouchCalibration,
+     ProcessRequest<T_MsgOsdTouchCalibration, &ProcessMsgOsdTouchCalibration>},
+    {kMsgOsdDispImage, ProcessRequest<T_MsgOsdDispImage, &ProcessMsgOsdDispImage>},
+    {kMsgOsdCancelImage, ProcessRequest<T_MsgOsdCancelImage, &ProcessMsgOsdCancelImage>},
+    {kMsgOsdInit, ProcessRequest<T_MsgOsdScreenInfo, &ProcessMsgOsdInit>},
+    {kMsgOsdDeInit, ProcessRequest<T_MsgOsdDeinit, &ProcessMsgOsdDeInit>},
+};
+constexpr size_t kFirstRequest = FindMessage(kMsgOsdStringShow)->Index();
+static_assert(std::equal(std::begin(kRequests), std::end(kRequests), kCatalogue + kFirstRequest,
+                         [](const T_Request& i_request, const T_CatalogueRow& i_row) {
+                           return i_request.m_eMsgId == i_row.m_u32Id;
+                         }));
+
+}  // namespace
 
 COsdCommuTask::COsdCommuTask(const char* i_pLocalAddr, UInt16 i_u16LocalPort)
     : m_udpSocket(this, CSocket::kNonBlocking),
@@ -132,6 +129,8 @@ void COsdCommuTask::ProcessStartEvent() {
   Bind();
 }
 
+// The log texts about notifications name a CEventMonitorTask, which does not exist; logs are searched
+// for the texts as they stand.
 void COsdCommuTask::InitSendSocket() {
   CMutexLocker locker(&m_objNotifyLock);
   if (m_udpSendSocket.Open() != OS_NoErr) {
@@ -177,10 +176,10 @@ void COsdCommuTask::Bind() {
   m_objTimeoutTask.SetTimeout(0);
 }
 
-// What is acknowledged is to be drawn, so nothing is taken from the socket that the renderer could
-// not take at once: its peers' requests wait there, first in, first out. The watch stays disarmed
-// meanwhile; it is the renderer's pace that wakes this task. Every now and then it looks by itself,
-// so that a renderer that stands still does not make it deaf.
+// What is acknowledged is to be drawn, so nothing is read that the renderer could not take at once:
+// requests wait in the socket, first in, first out, and the watch stays disarmed. The renderer wakes
+// this task when it has caught up. Now and then the task looks by itself, so that a renderer that
+// stands still does not make it deaf.
 Bool COsdCommuTask::MayReceive() {
   const Bool bRoom = HasRoomFor(kModuleOsd, this);
   m_objTimeoutTask.SetTimeout(bRoom ? 0 : kLookAgainMs);
@@ -231,15 +230,17 @@ void COsdCommuTask::ProcessDatagram(const UInt8* i_pBuf, UInt32 i_u32Len, UInt32
 
 void COsdCommuTask::ProcessOsdMsg(UInt32 i_u32MsgId, UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort,
                                   T_MsgParams* io_ptMsgParams) {
-  LogReply(i_u32MsgId, i_u16RemotePort);
-  for (const T_Request& request : s_aRequests)
-    if (request.m_eMsgId == i_u32MsgId)
-      (this->*request.m_pProcess)(i_u32RemoteAddr, i_u16RemotePort, io_ptMsgParams);
+  if (i_u32MsgId <= ERR_RES_MSG_PARAM_LEN) return LogReply(i_u32MsgId, i_u16RemotePort);
+  const T_CatalogueRow* const pRow = io_ptMsgParams->RowOf(i_u32MsgId);
+  const size_t request = pRow != nullptr ? pRow->Index() - kFirstRequest : std::size(kRequests);
+  if (request < std::size(kRequests))
+    kRequests[request].m_pProcess(i_u32RemoteAddr, i_u16RemotePort, io_ptMsgParams, m_objOutgoing);
 }
 
 UInt32 COsdCommuTask::GetMsgPrevSeq(UInt16 i_u16RemotePort) const {
-  for (const UInt16 u16Port : kPrevSeqPorts)
-    if (u16Port == i_u16RemotePort) return m_tMsgSeq.m_aSeq[FindPeer(u16Port)->m_u8Slot];
+  const T_Peer* const pPeer = FindPeer(i_u16RemotePort);
+  if (pPeer != nullptr && pPeer->m_bPrevSeqTold) return m_tMsgSeq.m_aSeq[pPeer->m_u8Slot];
+  // "undefine": as the parser spells it.
   LOG_WARN("GetMsgPrevSeq fail, RemotePort<%u> is undefine", i_u16RemotePort);
   return 0;
 }
@@ -268,8 +269,11 @@ OS_Error COsdCommuTask::SendNotifyMsg(T_MsgParams* io_ptMsgParams) {
   UInt32 u32RemoteAddr = 0;
   UInt16 u16RemotePort = 0;
   CMutexLocker locker(&m_objNotifyLock);
-  if (io_ptMsgParams != nullptr)
+  if (io_ptMsgParams != nullptr) {
+    if (T_MsgHeader* const pHeader = io_ptMsgParams->Header())
+      pHeader->m_u32Seq = m_objOutgoing.NextSeq();
     CAPIParser::MsgPack(io_ptMsgParams, aBuf, &u32Len, &u32RemoteAddr, &u16RemotePort);
+  }
   if (u32Len == 0) {
     LOG_ERROR("CEventMonitorTask SendNotifyMsg para <%d> err", io_ptMsgParams != nullptr);
     return EINVAL;

@@ -8,6 +8,7 @@
 #include "endpoint/outgoing.h"
 #include "framework/mutex.h"
 #include "framework/task.h"
+#include "framework/thread_annotations.h"
 #include "framework/timeouttask.h"
 #include "framework/udpsocket.h"
 #include "protocol/apiparser.h"
@@ -30,25 +31,23 @@ class COsdCommuTask : public CTask {
   // port that is not looked up here. Task thread only.
   UInt32 GetMsgPrevSeq(UInt16 i_u16RemotePort) const;
 
-  // Packs the record of io_ptMsgParams, its header (numbered with Outgoing().NextSeq()) and
-  // destination filled, consumes it and sends it at once from the notification socket. The errno
-  // of sending; EINVAL for null or for params without a record. Any thread, once started.
+  // Numbers and packs the record of io_ptMsgParams, the rest of its header and its destination
+  // filled, consumes it and sends it at once from the notification socket. The errno of sending;
+  // EINVAL for null or for params without a record. Any thread, once started. For modules that have
+  // something to tell unasked; none of the daemon has.
   OS_Error SendNotifyMsg(T_MsgParams* io_ptMsgParams);
 
+  // What the task sends from its control socket, for whoever queues a message. Any thread, while the
+  // task lives.
   COutgoing& Outgoing() { return m_objOutgoing; }
 
  private:
-  enum SocketState : UInt32 {
+  enum ESocketState : UInt32 {
     SOCKET_STATE_INIT = 0,
     SOCKET_STATE_OPEN = 1,
     SOCKET_STATE_BOUND = 3,
     SOCKET_STATE_CLOSED = 4
   };
-  struct T_Request;
-  static const T_Request s_aRequests[];
-
-  template <class T, auto t_pCommand>
-  void ProcessRequest(UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort, T_MsgParams* io_ptMsgParams);
 
   void ProcessStartEvent();
   void InitSendSocket();
@@ -65,10 +64,10 @@ class COsdCommuTask : public CTask {
   CTimeoutTask m_objTimeoutTask;  // bind retries, and looks at a renderer that stands still
   const std::string m_strLocalAddr;
   const UInt16 m_u16LocalPort;
-  SocketState m_eSocketState = SOCKET_STATE_INIT;
-  CUDPSocket m_udpSendSocket;  // for notifications; belongs to no task
+  ESocketState m_eSocketState = SOCKET_STATE_INIT;
+  CUDPSocket m_udpSendSocket GUARDED_BY(m_objNotifyLock);  // for notifications; belongs to no task
   COutgoing m_objOutgoing;
-  T_MsgSeq m_tMsgSeq;      // its remote port is that of the last datagram
-  CMutex m_objNotifyLock;  // guards m_udpSendSocket: one notification is packed and sent at a time
+  T_MsgSeq m_tMsgSeq;                  // its remote port is that of the last datagram
+  CMutex m_objNotifyLock;              // one notification is packed and sent at a time
   OS_Error m_s32BindError = OS_NoErr;  // told already; retries that fail alike are silent
 };

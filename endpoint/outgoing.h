@@ -7,7 +7,8 @@
 
 #include "framework/mutex.h"
 #include "framework/task.h"
-#include "protocol/apiparser.h"
+#include "framework/thread_annotations.h"
+#include "protocol/msg_params.h"
 
 class COutgoing {
  public:
@@ -32,11 +33,13 @@ class COutgoing {
     Append(std::move(params), &header.m_u32Seq);
   }
 
-  // Takes the oldest record; false when there is none.
+  // Takes the oldest record, which is the caller's then; false when there is none. Task thread.
   Bool Take(T_MsgParams* o_pParams);
+
+  // Whether nothing waits at this moment. Any thread.
   Bool IsEmpty();
 
-  // The next number of the counter, which starts at 0.
+  // The next number of the counter, which starts at 0, for a datagram that is not queued. Any thread.
   UInt32 NextSeq();
 
  private:
@@ -46,7 +49,6 @@ class COutgoing {
 
   CTask* const m_pTask;
   CMutex m_objLock;
-  // Guarded by m_objLock.
-  std::deque<T_MsgParams> m_objMsgQueue;
-  UInt32 m_u32Seq = 0;
+  std::deque<T_MsgParams> m_objMsgQueue GUARDED_BY(m_objLock);
+  UInt32 m_u32Seq GUARDED_BY(m_objLock) = 0;
 };

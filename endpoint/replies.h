@@ -11,9 +11,11 @@ struct T_Received {
   UInt16 m_u16RemotePort;
 };
 
+// The ACK of i_request, to its sender.
 void QueueAck(COutgoing& io_outgoing, const T_Received& i_request);
 
-// i_u32CmdErr is the parser's result, not 0. Results 1, 8 and 9 get no reply. i_u32PrevSeq, the
-// number last recorded for the sender, travels in the reply to a repeated one.
+// i_u32CmdErr is the parser's result, not kCmdSuccess. kCmdHeadLen, kCmdBody and kCmdPort get a log
+// line and no reply. i_u32PrevSeq, the number last recorded for the sender, travels in the reply to
+// a repeated one.
 void RefuseDatagram(COutgoing& io_outgoing, UInt32 i_u32CmdErr, const T_Received& i_refused,
                     UInt32 i_u32PrevSeq);

@@ -9,7 +9,7 @@ namespace {
 
 struct T_Pending {
   CMutex m_objLock;
-  std::list<UInt32> m_lstEntries;  // guarded by m_objLock
+  std::list<UInt32> m_lstEntries GUARDED_BY(m_objLock);
 };
 
 // Never destroyed: the idle-task thread outlives main.

@@ -13,8 +13,10 @@ class CTimeoutList : public CIdleTask {
   // -1 after kKillEvent (the framework then deletes the task), else 0.
   SInt64 Run() override;
 
-  // An entry carries nothing that the daemon reads; i_u32Id is its owner's. Any thread.
+  // Adds an entry. It carries nothing that the daemon reads; i_u32Id is its owner's. Any thread.
   static void Insert(UInt32 i_u32Id);
+
+  // Entries that wait at this moment. Any thread.
   static UInt32 PendingCount();
 
  private:

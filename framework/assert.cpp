@@ -8,7 +8,8 @@
 
 namespace {
 
-// clang writes "T *f(U *)" where g++ writes "T* f(U*)"; the line is the same whoever compiled.
+// As g++ writes it: clang has "T *f(U *)" where g++ has "T* f(U*)". Only that is mended; templates,
+// references, lambdas and unnamed namespaces still read as the compiler at hand writes them.
 std::string Signature(const char* i_pFunction) {
   std::string signature;
   for (const char* p = i_pFunction; *p != '\0'; ++p) {

@@ -1,6 +1,6 @@
 // Assertions: they catch programmers' mistakes only and are never compiled out. Text, source name
-// and line are an assertion's identity in field reports, so each check carries its own, whatever
-// the file looks like today.
+// and line are an assertion's identity in field reports: each check carries them, whatever its file
+// looks like today. Where it says __LINE__ no line was ever agreed on; the text tells such a check.
 #pragma once
 
 #include "framework/types.h"

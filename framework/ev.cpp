@@ -7,9 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <utility>
 
 #include "framework/assert.h"
-#include "framework/mutex.h"
 
 namespace {
 
@@ -18,31 +19,33 @@ constexpr SInt32 kFreeSlot = -1;
 constexpr SInt32 kSelectTimeoutInSecs = 15;
 constexpr size_t kMaxDrainedBytes = 4096;
 
-// All of it is guarded by the read-set mutex, except the pipe, which never changes.
-fd_set g_stReadSet;
-fd_set g_stWriteSet;
-fd_set g_stReturnedReadSet;
-fd_set g_stReturnedWriteSet;
-UInt32* g_pCookieArray = nullptr;
-SInt32* g_pFDsToCloseArray = nullptr;
-SInt32 g_aPipes[2] = {-1, -1};
-SInt32 g_s32MaxFDPos = 0;
-// The bound of the select() whose sets are being walked: removals may lower the one above while
-// descriptors between them still wait for delivery.
-SInt32 g_s32RoundMaxFDPos = 0;
-// The last select()'s result; what leaves the returned sets undelivered is taken off again, so
-// that it always is the number processed plus the number of bits still set.
-SInt32 g_s32NumFDsBackFromSelect = 0;
-SInt32 g_s32SelectErrno = 0;
-SInt32 g_s32CurrentFDPos = 0;
-SInt32 g_s32NumFDsProcessed = 0;
-Bool g_bInReadSet = true;
+struct T_Watched {
+  fd_set m_stReadSet;
+  fd_set m_stWriteSet;
+  SInt32 m_s32MaxFDPos;           // the bound of the next select()
+  UInt32 m_aCookies[kMaxFDs];     // by descriptor
+  SInt32 m_aFDsToClose[kMaxFDs];  // removed ones, up to the first free slot
+};
 
-// Never destroyed: the event thread outlives main().
-CMutex* ReadSetMutex() {
-  static CMutex* const s_pMutex = new CMutex;
-  return s_pMutex;
-}
+// What the last select() found and how far it is delivered.
+struct T_Round {
+  fd_set m_stReadSet = {};
+  fd_set m_stWriteSet = {};
+  // The bound of its select(): removals may lower the one of the next while descriptors between
+  // them still wait for delivery.
+  SInt32 m_s32MaxFDPos = 0;
+  // select()'s result; what leaves the sets undelivered is taken off again, so that it always is
+  // the number processed plus the number of bits still set.
+  SInt32 m_s32NumFDs = 0;
+  SInt32 m_s32Errno = 0;
+  SInt32 m_s32NumFDsProcessed = 0;
+  SInt32 m_s32CurrentFDPos = 0;
+  Bool m_bInReadSet = true;
+};
+
+T_Watched g_stWatched GUARDED_BY(ReadSetMutex());
+T_Round g_stRound GUARDED_BY(ReadSetMutex());
+SInt32 g_aPipes[2] = {-1, -1};  // never changes once it is made
 
 Bool InRange(SInt32 i_s32FileDesc) { return i_s32FileDesc >= 0 && i_s32FileDesc < kMaxFDs; }
 
@@ -55,10 +58,10 @@ SInt32 WakeSelect() {
   return sWritten < 0 && errno == EAGAIN ? 1 : static_cast<SInt32>(sWritten);
 }
 
-void DropReturned(SInt32 i_s32FileDesc, fd_set* io_pReturned) {
+void DropReturned(SInt32 i_s32FileDesc, fd_set* io_pReturned) REQUIRES(ReadSetMutex()) {
   if (!FD_ISSET(i_s32FileDesc, io_pReturned)) return;
   FD_CLR(i_s32FileDesc, io_pReturned);
-  --g_s32NumFDsBackFromSelect;
+  --g_stRound.m_s32NumFDs;
 }
 
 // What the last round found ready and did not deliver yet still is: an owner that arms a descriptor
@@ -70,33 +73,33 @@ void Watch(SInt32 i_s32FileDesc, Bool i_bWatched, fd_set* io_pWatched) {
     FD_CLR(i_s32FileDesc, io_pWatched);
 }
 
-SInt32 HighestWatchedBelow(SInt32 i_s32FileDesc) {
+SInt32 HighestWatchedBelow(SInt32 i_s32FileDesc) REQUIRES(ReadSetMutex()) {
   SInt32 s32Pos = i_s32FileDesc - 1;
-  while (s32Pos > 0 && !FD_ISSET(s32Pos, &g_stReadSet) && !FD_ISSET(s32Pos, &g_stWriteSet))
+  while (s32Pos > 0 && !FD_ISSET(s32Pos, &g_stWatched.m_stReadSet) &&
+         !FD_ISSET(s32Pos, &g_stWatched.m_stWriteSet))
     --s32Pos;
   return s32Pos;
 }
 
-void CloseRemoved() {
-  for (SInt32 s32Slot = 0; s32Slot < kMaxFDs; ++s32Slot) {
-    if (g_pFDsToCloseArray[s32Slot] == kFreeSlot) return;
-    close(g_pFDsToCloseArray[s32Slot]);
-    g_pFDsToCloseArray[s32Slot] = kFreeSlot;
+void CloseRemoved() REQUIRES(ReadSetMutex()) {
+  for (SInt32& refSlot : g_stWatched.m_aFDsToClose) {
+    if (refSlot == kFreeSlot) return;
+    close(std::exchange(refSlot, kFreeSlot));
   }
 }
 
-void DrainPipe() {
+void DrainPipe() REQUIRES(ReadSetMutex()) {
   char aBytes[kMaxDrainedBytes];
   [[maybe_unused]] const ssize_t sDrained = read(g_aPipes[0], aBytes, sizeof(aBytes));
-  DropReturned(g_aPipes[0], &g_stReturnedReadSet);
+  DropReturned(g_aPipes[0], &g_stRound.m_stReadSet);
 }
 
 // Finds the next ready descriptor at or after the current position and takes its bit out.
-Bool TakeNext(fd_set* io_pReturned) {
-  while (g_s32CurrentFDPos <= g_s32RoundMaxFDPos && !FD_ISSET(g_s32CurrentFDPos, io_pReturned))
-    ++g_s32CurrentFDPos;
-  if (g_s32CurrentFDPos > g_s32RoundMaxFDPos) return false;
-  FD_CLR(g_s32CurrentFDPos, io_pReturned);
+Bool TakeNext(fd_set* io_pReturned) REQUIRES(ReadSetMutex()) {
+  SInt32& refPos = g_stRound.m_s32CurrentFDPos;
+  while (refPos <= g_stRound.m_s32MaxFDPos && !FD_ISSET(refPos, io_pReturned)) ++refPos;
+  if (refPos > g_stRound.m_s32MaxFDPos) return false;
+  FD_CLR(refPos, io_pReturned);
   return true;
 }
 
@@ -113,63 +116,66 @@ SInt32 KeepWatched(const fd_set& i_refWatched, SInt32 i_s32MaxFDPos, fd_set* io_
   return s32Kept;
 }
 
-// The sets that select() works on are its own: other threads change the shared ones meanwhile.
+// Until select() has returned, the round is its own: other threads change what is watched meanwhile.
 void RunSelect() {
-  fd_set stReadSet;
-  fd_set stWriteSet;
-  SInt32 s32MaxFDPos = 0;
+  T_Round stRound;
   {
     CMutexLocker objLocker(ReadSetMutex());
-    stReadSet = g_stReadSet;
-    stWriteSet = g_stWriteSet;
-    s32MaxFDPos = g_s32MaxFDPos;
+    stRound.m_stReadSet = g_stWatched.m_stReadSet;
+    stRound.m_stWriteSet = g_stWatched.m_stWriteSet;
+    stRound.m_s32MaxFDPos = g_stWatched.m_s32MaxFDPos;
   }
   sched_yield();
   timeval stTimeout = {kSelectTimeoutInSecs, 0};
-  const SInt32 s32Result = select(s32MaxFDPos + 1, &stReadSet, &stWriteSet, nullptr, &stTimeout);
-  const SInt32 s32Errno = errno;
+  stRound.m_s32NumFDs = select(stRound.m_s32MaxFDPos + 1, &stRound.m_stReadSet,
+                               &stRound.m_stWriteSet, nullptr, &stTimeout);
+  stRound.m_s32Errno = errno;
 
   CMutexLocker objLocker(ReadSetMutex());
-  g_s32SelectErrno = s32Errno;
-  g_s32NumFDsBackFromSelect = s32Result;
-  if (s32Result <= 0) return;
-  g_s32NumFDsBackFromSelect = KeepWatched(g_stReadSet, s32MaxFDPos, &stReadSet) +
-                              KeepWatched(g_stWriteSet, s32MaxFDPos, &stWriteSet);
-  g_stReturnedReadSet = stReadSet;
-  g_stReturnedWriteSet = stWriteSet;
-  g_s32RoundMaxFDPos = s32MaxFDPos;
+  if (stRound.m_s32NumFDs > 0) {
+    stRound.m_s32NumFDs =
+        KeepWatched(g_stWatched.m_stReadSet, stRound.m_s32MaxFDPos, &stRound.m_stReadSet) +
+        KeepWatched(g_stWatched.m_stWriteSet, stRound.m_s32MaxFDPos, &stRound.m_stWriteSet);
+  } else {
+    FD_ZERO(&stRound.m_stReadSet);  // a failed one leaves them as they were
+    FD_ZERO(&stRound.m_stWriteSet);
+  }
+  g_stRound = stRound;
 }
 
 }  // namespace
 
+// Never destroyed: the event thread outlives main().
+CMutex* ReadSetMutex() {
+  static CMutex* const s_pMutex = new CMutex;
+  return s_pMutex;
+}
+
 void select_startevents() {
-  FD_ZERO(&g_stReadSet);
-  FD_ZERO(&g_stWriteSet);
-  FD_ZERO(&g_stReturnedReadSet);
-  FD_ZERO(&g_stReturnedWriteSet);
-  g_pCookieArray = new UInt32[kMaxFDs]();
-  g_pFDsToCloseArray = new SInt32[kMaxFDs];
-  std::fill_n(g_pFDsToCloseArray, kMaxFDs, kFreeSlot);
+  CMutexLocker objLocker(ReadSetMutex());
+  g_stWatched = {};
+  g_stRound = {};
+  std::ranges::fill(g_stWatched.m_aFDsToClose, kFreeSlot);
   const SInt32 s32Err = pipe2(g_aPipes, O_CLOEXEC | O_NONBLOCK);
   OSD_ASSERT(s32Err == 0 && InRange(g_aPipes[0]), "s32Err == 0", "ev", 63);
-  g_s32MaxFDPos = g_aPipes[0];
-  FD_SET(g_aPipes[0], &g_stReadSet);
+  g_stWatched.m_s32MaxFDPos = g_aPipes[0];
+  FD_SET(g_aPipes[0], &g_stWatched.m_stReadSet);
 }
 
 SInt32 select_removeevent(SInt32 i_s32FileDesc) {
   {
     CMutexLocker objLocker(ReadSetMutex());
-    for (fd_set* pWatched : {&g_stReadSet, &g_stWriteSet}) FD_CLR(i_s32FileDesc, pWatched);
-    DropReturned(i_s32FileDesc, &g_stReturnedReadSet);
-    DropReturned(i_s32FileDesc, &g_stReturnedWriteSet);
-    g_pCookieArray[i_s32FileDesc] = 0;
-    if (i_s32FileDesc == g_s32MaxFDPos && i_s32FileDesc > 0)
-      g_s32MaxFDPos = HighestWatchedBelow(i_s32FileDesc);
-    UInt32 u32Index = 0;
-    while (u32Index + 1 < kMaxFDs && g_pFDsToCloseArray[u32Index] != kFreeSlot) ++u32Index;
-    OSD_ASSERT(g_pFDsToCloseArray[u32Index] == kFreeSlot, "g_pFDsToCloseArray[u32Index] == -1",
+    FD_CLR(i_s32FileDesc, &g_stWatched.m_stReadSet);
+    FD_CLR(i_s32FileDesc, &g_stWatched.m_stWriteSet);
+    DropReturned(i_s32FileDesc, &g_stRound.m_stReadSet);
+    DropReturned(i_s32FileDesc, &g_stRound.m_stWriteSet);
+    g_stWatched.m_aCookies[i_s32FileDesc] = 0;
+    if (i_s32FileDesc == g_stWatched.m_s32MaxFDPos && i_s32FileDesc > 0)
+      g_stWatched.m_s32MaxFDPos = HighestWatchedBelow(i_s32FileDesc);
+    SInt32* const pSlot = std::ranges::find(g_stWatched.m_aFDsToClose, kFreeSlot);
+    OSD_ASSERT(pSlot != std::end(g_stWatched.m_aFDsToClose), "g_pFDsToCloseArray[u32Index] == -1",
                "ev", 111);
-    g_pFDsToCloseArray[u32Index] = i_s32FileDesc;
+    *pSlot = i_s32FileDesc;
   }
   const SInt32 s32Err = WakeSelect();
   OSD_ASSERT(s32Err == 1, "s32Err == 1", "ev", 120);
@@ -183,10 +189,10 @@ SInt32 select_modwatch(eventreq* i_pReq, SInt32 i_s32Which) {
                179);
     OSD_ASSERT(i_pReq->er_data != 0, "i_pReq->er_data != NULL", "ev", 180);
     const SInt32 s32FileDesc = i_pReq->er_handle;
-    Watch(s32FileDesc, (i_s32Which & EV_RE) != 0, &g_stReadSet);
-    Watch(s32FileDesc, (i_s32Which & EV_WR) != 0, &g_stWriteSet);
-    g_s32MaxFDPos = std::max(g_s32MaxFDPos, s32FileDesc);
-    g_pCookieArray[s32FileDesc] = i_pReq->er_data;
+    Watch(s32FileDesc, (i_s32Which & EV_RE) != 0, &g_stWatched.m_stReadSet);
+    Watch(s32FileDesc, (i_s32Which & EV_WR) != 0, &g_stWatched.m_stWriteSet);
+    g_stWatched.m_s32MaxFDPos = std::max(g_stWatched.m_s32MaxFDPos, s32FileDesc);
+    g_stWatched.m_aCookies[s32FileDesc] = i_pReq->er_data;
   }
   const SInt32 s32Err = WakeSelect();
   OSD_ASSERT(s32Err == 1, "s32Err == 1", "ev", 186);
@@ -197,11 +203,11 @@ SInt32 constructeventreq(eventreq* o_pReq, SInt32 i_s32FileDesc, SInt32 i_s32Eve
   OSD_ASSERT(InRange(i_s32FileDesc), "i_s32FileDesc < (SInt32)(sizeof(fd_set) * 8)", "ev", 193);
   o_pReq->er_handle = i_s32FileDesc;
   o_pReq->er_eventbits = i_s32Event;
-  o_pReq->er_data = g_pCookieArray[i_s32FileDesc];
-  ++g_s32CurrentFDPos;
-  ++g_s32NumFDsProcessed;
-  FD_CLR(i_s32FileDesc, &g_stReadSet);
-  FD_CLR(i_s32FileDesc, &g_stWriteSet);
+  o_pReq->er_data = g_stWatched.m_aCookies[i_s32FileDesc];
+  ++g_stRound.m_s32CurrentFDPos;
+  ++g_stRound.m_s32NumFDsProcessed;
+  FD_CLR(i_s32FileDesc, &g_stWatched.m_stReadSet);
+  FD_CLR(i_s32FileDesc, &g_stWatched.m_stWriteSet);
   return 0;
 }
 
@@ -210,47 +216,39 @@ SInt32 select_waitevent(eventreq* o_pReq, void* /*i_pArg*/) {
     // Both searches under one lock: a removal between them would take away the bit that the count
     // still promises.
     CMutexLocker objLocker(ReadSetMutex());
-    if (g_s32NumFDsProcessed < g_s32NumFDsBackFromSelect) {
-      if (g_bInReadSet) {
-        if (TakeNext(&g_stReturnedReadSet))
-          return constructeventreq(o_pReq, g_s32CurrentFDPos, EV_RE);
-        g_bInReadSet = false;
-        g_s32CurrentFDPos = 0;
+    if (g_stRound.m_s32NumFDsProcessed < g_stRound.m_s32NumFDs) {
+      if (g_stRound.m_bInReadSet) {
+        if (TakeNext(&g_stRound.m_stReadSet))
+          return constructeventreq(o_pReq, g_stRound.m_s32CurrentFDPos, EV_RE);
+        g_stRound.m_bInReadSet = false;
+        g_stRound.m_s32CurrentFDPos = 0;
       }
-      if (TakeNext(&g_stReturnedWriteSet))
-        return constructeventreq(o_pReq, g_s32CurrentFDPos, EV_WR);
-      g_s32NumFDsProcessed = g_s32NumFDsBackFromSelect;
-      OSD_ASSERT(g_s32NumFDsBackFromSelect > 0, "g_s32NumFDsBackFromSelect > 0", "ev", 280);
+      if (TakeNext(&g_stRound.m_stWriteSet))
+        return constructeventreq(o_pReq, g_stRound.m_s32CurrentFDPos, EV_WR);
+      OSD_ASSERT(g_stRound.m_s32NumFDs > 0, "g_s32NumFDsBackFromSelect > 0", "ev", 280);
     }
-    g_s32NumFDsProcessed = 0;
-    g_s32NumFDsBackFromSelect = 0;
-    g_s32CurrentFDPos = 0;
-    g_bInReadSet = true;
+    g_stRound = {};
   }
   while (!selecthasdata()) RunSelect();
 
   CMutexLocker objLocker(ReadSetMutex());
-  if (g_s32NumFDsBackFromSelect >= 0) return EINTR;
-  errno = g_s32SelectErrno;
-  return g_s32NumFDsBackFromSelect;
+  if (g_stRound.m_s32NumFDs >= 0) return EINTR;
+  errno = g_stRound.m_s32Errno;
+  return g_stRound.m_s32NumFDs;
 }
 
 Bool selecthasdata() {
   CMutexLocker objLocker(ReadSetMutex());
-  if (g_s32NumFDsBackFromSelect < 0) return g_s32SelectErrno != EINTR && g_s32SelectErrno != EBADF;
-  if (g_s32NumFDsBackFromSelect == 0) return false;
-  if (FD_ISSET(g_aPipes[0], &g_stReturnedReadSet)) {
+  if (g_stRound.m_s32NumFDs < 0)
+    return g_stRound.m_s32Errno != EINTR && g_stRound.m_s32Errno != EBADF;
+  if (g_stRound.m_s32NumFDs == 0) return false;
+  if (FD_ISSET(g_aPipes[0], &g_stRound.m_stReadSet)) {
     DrainPipe();
     CloseRemoved();
   }
-  OSD_ASSERT(!FD_ISSET(g_aPipes[0], &g_stReturnedReadSet),
+  OSD_ASSERT(!FD_ISSET(g_aPipes[0], &g_stRound.m_stReadSet),
              "!FD_ISSET(g_aPipes[0], &g_stReturnedReadSet)", "ev", 435);
-  OSD_ASSERT(!FD_ISSET(g_aPipes[0], &g_stReturnedWriteSet),
+  OSD_ASSERT(!FD_ISSET(g_aPipes[0], &g_stRound.m_stWriteSet),
              "!FD_ISSET(g_aPipes[0], &g_stReturnedWriteSet)", "ev", 436);
-  return g_s32NumFDsBackFromSelect != 0;
-}
-
-SInt32 select_highestwatched() {
-  CMutexLocker objLocker(ReadSetMutex());
-  return g_s32MaxFDPos;
+  return g_stRound.m_s32NumFDs != 0;
 }

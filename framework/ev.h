@@ -4,6 +4,8 @@
 // thread may arm and remove; only the event thread waits.
 #pragma once
 
+#include "framework/mutex.h"
+#include "framework/thread_annotations.h"
 #include "framework/types.h"
 
 enum EventBits : SInt32 { EV_RE = 1, EV_WR = 2 };
@@ -19,6 +21,9 @@ struct eventreq {
 };
 static_assert(sizeof(eventreq) == 28);
 
+// Guards what is watched and what is being delivered.
+CMutex* ReadSetMutex();
+
 // Once, before the event thread starts and before anything is armed.
 void select_startevents();
 
@@ -30,17 +35,15 @@ SInt32 select_modwatch(eventreq* i_pReq, SInt32 i_s32Which);
 // can see it any more, so the number is not reused under one. Returns 0.
 SInt32 select_removeevent(SInt32 i_s32FileDesc);
 
-// Event thread only. 0: o_pReq is an event; EINTR: call again; negative: select() failed for good
-// and errno says why. i_pArg is not used.
-SInt32 select_waitevent(eventreq* o_pReq, void* i_pArg);
+// Event thread only; blocks. 0: o_pReq is an event; EINTR: call again; negative: select() failed
+// for good and errno says why. i_pArg is not used.
+SInt32 select_waitevent(eventreq* o_pReq, void* i_pArg) EXCLUDES(ReadSetMutex());
 
-// Fills o_pReq for an event of the descriptor and disarms it. Returns 0.
-SInt32 constructeventreq(eventreq* o_pReq, SInt32 i_s32FileDesc, SInt32 i_s32Event);
+// Event thread only. Makes o_pReq the event EV_RE or EV_WR of the descriptor, counts it as delivered
+// and disarms the descriptor. Returns 0; a descriptor of 1024 or above is fatal.
+SInt32 constructeventreq(eventreq* o_pReq, SInt32 i_s32FileDesc, SInt32 i_s32Event)
+    REQUIRES(ReadSetMutex());
 
-// Whether the last select() left something to deliver (an event or an error). Drains the wake-up
-// pipe and closes what select_removeevent was given.
+// Event thread only. Whether the last select() left something to deliver: an event, or an error
+// other than EINTR and EBADF. Drains the wake-up pipe and closes what select_removeevent was given.
 Bool selecthasdata();
-
-// The highest watched descriptor, the bound of the next select(). Never below the wake-up pipe's
-// read end. Any thread.
-SInt32 select_highestwatched();

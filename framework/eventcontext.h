@@ -16,6 +16,7 @@
 class CEventThread : public CThread {
  public:
   CEventThread() = default;
+  // Never returns once the thread has been started.
   ~CEventThread() override;
 
  protected:
@@ -59,27 +60,26 @@ class CEventContext {
   void SetTask(CTask* i_pTask) { m_pTask = i_pTask; }
 
   // Takes over the descriptor, registration and watch of another context, which is left without
-  // any; what this one had is cleaned up first. Tasks stay where they are. Waits like Cleanup.
+  // any; what this one had is cleaned up first. Tasks stay where they are. Waits like Cleanup. For
+  // programs that hand connections on; the daemon has none.
   void TakeOverContext(CEventContext& io_refFrom);
-
-  SInt32 GetFileDesc() const { return m_s32FileDesc; }
 
  protected:
   // Event thread. The default signals kReadEvent to the task, whatever the bits, if there is one.
   virtual void ProcessEvent(SInt32 i_s32EventBits);
 
+  // Cleanup(), for destructors.
   void AutoCleanup();
-
-  // The identifier given out last; the next one follows it. Up to kMaxUniqueID.
-  static std::atomic<UInt32> s_u32UniqueID;
-  static constexpr UInt32 kMaxUniqueID = 10000000;
-
-  UInt32 GetUniqueID() const { return m_u32UniqueID; }
 
   SInt32 m_s32FileDesc;
 
  private:
   friend class CEventThread;
+
+  // The identifier given out last; the next one follows it. Up to kMaxUniqueID.
+  static std::atomic<UInt32> s_u32UniqueID;
+  static constexpr UInt32 kMaxUniqueID = 10000000;
+
   static UInt32 NextUniqueID();
   void RegisterUniqueID();
   void PointRefAtUniqueID(UInt32 i_u32UniqueID);

@@ -12,6 +12,7 @@
 template <class T, class K>
 class CHashTable {
  public:
+  // i_u32Size buckets, at least one. Throws std::bad_alloc.
   explicit CHashTable(UInt32 i_u32Size) : m_pBuckets(new T* [i_u32Size] {}), m_u32Size(i_u32Size) {}
 
   // Puts i_pEntry at the head of its bucket; an entry still chained somewhere is a fatal error.

@@ -10,6 +10,7 @@ class CHeap;
 
 class CHeapElem {
  public:
+  // i_pEnclosingObject is whom it stands for; not owned.
   explicit CHeapElem(void* i_pEnclosingObject = nullptr, SInt64 i_s64Value = 0)
       : m_s64Value(i_s64Value), m_pEnclosingObject(i_pEnclosingObject) {}
   CHeapElem(const CHeapElem&) = delete;
@@ -18,7 +19,9 @@ class CHeapElem {
   // Only while the element is in no heap.
   void SetValue(SInt64 i_s64Value) { m_s64Value = i_s64Value; }
   SInt64 GetValue() const { return m_s64Value; }
+  // As given to the constructor.
   void* GetEnclosingObject() const { return m_pEnclosingObject; }
+  // Under the lock of the heap in question.
   Bool IsMemberOfAnyHeap() const { return m_pCurrentHeap != nullptr; }
 
  private:
@@ -53,6 +56,7 @@ class CHeap {
   // Only when the heap is not empty.
   CHeapElem* PeekMin() const { return m_pHeap[1]; }
 
+  // Elements.
   UInt32 CurrentHeapSize() const { return m_u32FreeIndex - 1; }
 
  private:

@@ -11,6 +11,7 @@
 #include "framework/mutex.h"
 #include "framework/task.h"
 #include "framework/thread.h"
+#include "framework/thread_annotations.h"
 #include "framework/types.h"
 
 class CIdleTask;
@@ -33,7 +34,7 @@ class CIdleTaskThread : public CThread {
   void Entry() override;
   void StopAndWake();
 
-  CHeap m_objIdleHeap;  // guarded by m_objMutex
+  CHeap m_objIdleHeap GUARDED_BY(m_objMutex);
   CMutex m_objMutex;
   CCond m_objCond;
 };

@@ -23,7 +23,7 @@
 
 namespace {
 
-// More than any datagram (4096 bytes) makes of a line; a shell command may be longer.
+// More than any datagram of 4096 bytes makes of a line. What is longer, a shell command, is cut.
 constexpr size_t kMessageSize = 8192;
 
 // While it is held no appender's file is written, rolled or opened anew: log4cpp itself would let a

@@ -6,6 +6,7 @@
 #include "framework/assert.h"
 #include "framework/cond.h"
 #include "framework/mutex.h"
+#include "framework/thread_annotations.h"
 #include "framework/types.h"
 
 class CQueue;
@@ -13,6 +14,7 @@ class CThread;
 
 class CQueueElem {
  public:
+  // i_pEnclosingObject is whom it stands for; not owned.
   explicit CQueueElem(void* i_pEnclosingObject = nullptr)
       : m_pEnclosingObject(i_pEnclosingObject) {}
   // Must be in no queue: asserted.
@@ -20,9 +22,8 @@ class CQueueElem {
   CQueueElem(const CQueueElem&) = delete;
   CQueueElem& operator=(const CQueueElem&) = delete;
 
+  // As given to the constructor.
   void* GetEnclosingObject() const { return m_pEnclosingObject; }
-  void SetEnclosingObject(void* i_pObject) { m_pEnclosingObject = i_pObject; }
-  Bool IsMember(const CQueue* i_pQueue) const { return m_pQueue == i_pQueue; }
 
  private:
   friend class CQueue;
@@ -48,6 +49,7 @@ class CQueue {
   // Takes the element out if this queue holds it, otherwise changes nothing.
   void Remove(CQueueElem* i_pElem);
 
+  // Elements.
   UInt32 GetLength() const { return m_u32Length; }
 
  private:
@@ -61,10 +63,12 @@ class CQueue {
 // Walks a queue, oldest first. The current element may be removed before Next().
 class CQueueIter {
  public:
+  // Begins at the oldest. i_pQueue outlives it and is guarded by the caller all the while.
   explicit CQueueIter(const CQueue* i_pQueue);
 
   // Null at the end.
   CQueueElem* GetCurrent() const { return m_pCurrent; }
+  // There is no current element any more; Next() must not be called then.
   Bool IsDone() const { return m_pCurrent == nullptr; }
   void Next() { Step(m_pCurrent); }
 
@@ -95,5 +99,5 @@ class CQueueBlocking {
  private:
   CCond m_objCond;
   CMutex m_objMutex;
-  CQueue m_objQueue;
+  CQueue m_objQueue GUARDED_BY(m_objMutex);
 };

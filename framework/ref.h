@@ -7,12 +7,14 @@
 #include "framework/cond.h"
 #include "framework/hashtable.h"
 #include "framework/mutex.h"
+#include "framework/thread_annotations.h"
 #include "framework/types.h"
 
 // A view of bytes that somebody else owns; no terminator is needed.
 class CPLString {
  public:
   CPLString() = default;
+  // i_u32Len bytes, which outlive the view.
   CPLString(char* i_pPtr, UInt32 i_u32Len) : m_pPtr(i_pPtr), m_u32Len(i_u32Len) {}
   CPLString(const CPLString&) = default;
   CPLString& operator=(const CPLString&) = default;
@@ -34,18 +36,20 @@ class CRefTableUtils {
 class CRef {
  public:
   CRef() = default;
+  // As Set.
   CRef(const CPLString& i_refKey, void* i_pObject) { Set(i_refKey, i_pObject); }
   CRef(const CRef&) = delete;
   CRef& operator=(const CRef&) = delete;
 
-  // Only while the reference is in no table. The key's bytes must outlive the registration.
+  // Only while the reference is in no table. The key's bytes must outlive the registration, and so
+  // must i_pObject, which is not owned.
   void Set(const CPLString& i_refKey, void* i_pObject) {
     m_objString = i_refKey;
     m_pObject = i_pObject;
   }
 
+  // Safe to use between Resolve and Release; null if that was given.
   void* GetObject() const { return m_pObject; }
-  const CPLString& GetString() const { return m_objString; }
 
  private:
   friend class CRefKey;
@@ -54,17 +58,21 @@ class CRef {
 
   void* m_pObject = nullptr;
   CPLString m_objString;
-  // From here on guarded by the mutex of the table that holds the reference.
+  // From here on guarded by the mutex of the table that holds the reference, which cannot be named
+  // here: a reference does not know its table.
   UInt32 m_u32RefCount = 0;
   CCond m_objCond;
   UInt32 m_u32HashValue = 0;
   CRef* m_pNextHashEntry = nullptr;
 };
 
+// A key with its hash. What it is made from outlives it.
 class CRefKey {
  public:
+  // Hashes: an empty or null key is fatal.
   explicit CRefKey(CPLString* i_pKey)
       : m_pKey(i_pKey), m_u32Hash(CRefTableUtils::HashString(i_pKey)) {}
+  // Takes over the hash that the reference was registered with.
   explicit CRefKey(const CRef* i_pRef)
       : m_pKey(&i_pRef->m_objString), m_u32Hash(i_pRef->m_u32HashValue) {}
 
@@ -82,16 +90,19 @@ class CRefTable {
  public:
   static constexpr UInt32 kDefaultSize = 1193;
 
+  // i_u32Size buckets; never more.
   explicit CRefTable(UInt32 i_u32Size = kDefaultSize) : m_objTable(i_u32Size) {}
 
   // 0, or 1 (EPERM) without any change when an equal key is registered already.
   OS_Error Register(CRef* i_pRef);
 
   // Null when i_pRef was registered; otherwise the reference already there under an equal key,
-  // resolved for the caller, who releases it.
+  // resolved for the caller, who releases it. The daemon does not need it; other programs that are
+  // built on this framework may.
   CRef* RegisterOrResolve(CRef* i_pRef);
 
   // The reference under an equal key with one more user, who must Release it; null when unknown.
+  // An empty or null key is fatal.
   CRef* Resolve(CPLString* i_refPLString);
 
   // Gives back one Resolve; one too many is a fatal error.
@@ -106,8 +117,8 @@ class CRefTable {
   void Swap(CRef* i_pNewRef);
 
  private:
-  CRef* FindEqual(CRef* i_pRef);
+  CRef* FindEqual(CRef* i_pRef) REQUIRES(m_objMutex);
 
-  CHashTable<CRef, CRefKey> m_objTable;
+  CHashTable<CRef, CRefKey> m_objTable GUARDED_BY(m_objMutex);
   CMutex m_objMutex;
 };

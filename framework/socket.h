@@ -1,6 +1,8 @@
 // An IPv4 socket: an event context with its state, its bound local address, options and stream I/O.
 // Used by its owning task, which gets kReadEvent when the socket is readable. Addresses and ports
-// are in host order. Results are 0 or an errno value.
+// are in host order. Results are 0 or an errno value, EBADF where the socket must be open and is
+// not. The stream functions, their options and the texts of the local address are for other programs
+// on this framework: the daemon has datagram sockets only.
 #pragma once
 
 #include <netinet/in.h>
@@ -20,16 +22,18 @@ class CSocket : public CEventContext {
     kDemultiplexed = 0x100
   };
 
-  // The task may be null. kConnected is given by who connects the descriptor himself: no function
+  // i_pTask outlives the socket and may be null: nobody is told of events then. kConnected is given by who connects the descriptor himself: no function
   // here ever sets it.
   CSocket(CTask* i_pTask, UInt32 i_u32Flags);
   ~CSocket() override;
 
   // SOCK_DGRAM or SOCK_STREAM. A socket that is open already is fatal; one that was cleaned up may
-  // be opened again.
+  // be opened again. EMFILE or ENFILE without descriptors, ENOBUFS or ENOMEM without memory.
   OS_Error Open(SInt32 i_s32Type);
 
-  // On failure the local address and port read 0.
+  // Port 0: the system chooses one. On failure the local address and port read 0: EADDRINUSE when
+  // another socket has them, EADDRNOTAVAIL when no interface has the address, EACCES for a port that
+  // needs a privilege, EINVAL when it is bound already.
   OS_Error Bind(UInt32 i_u32Addr, UInt16 i_u16Port);
 
   // An option that is refused is fatal, except for the receive buffer's.
@@ -52,7 +56,9 @@ class CSocket : public CEventContext {
   OS_Error WriteV(const iovec* i_pIOVector, UInt32 i_u32Count, UInt32* o_pSentLen);
   OS_Error Read(void* o_pBuffer, UInt32 i_u32Length, UInt32* o_pRecvLen);
 
+  // What is known of the connection: true until a function here has met its end.
   Bool IsConnected() const { return (m_u32State & kConnected) != 0; }
+  // 0 until Bind has succeeded.
   UInt32 GetLocalAddr() const { return ntohl(m_stLocalAddr.sin_addr.s_addr); }
   UInt16 GetLocalPort() const { return ntohs(m_stLocalAddr.sin_port); }
 
@@ -64,6 +70,7 @@ class CSocket : public CEventContext {
   CPLString* GetLocalPortStr();
 
  protected:
+  // As setsockopt; i_u32Size in bytes.
   OS_Error SetOption(SInt32 i_s32Level, SInt32 i_s32Option, const void* i_pValue, UInt32 i_u32Size);
 
   template <class T>
@@ -73,7 +80,6 @@ class CSocket : public CEventContext {
 
   UInt32 m_u32State;
   sockaddr_in m_stLocalAddr{};
-  sockaddr_in m_stDestAddr{};
 
  private:
   static constexpr UInt32 kPortBufSize = 8;

@@ -1,6 +1,7 @@
 // Address conversions, and an optional table of the machine's IPv4 interface addresses. Addresses
 // are in host order. The conversions may be called from any thread; the table is built once, before
-// other threads look at it, and stays.
+// other threads look at it, and stays. The daemon does not build it: it is for other programs on
+// this framework.
 #pragma once
 
 #include "framework/mutex.h"
@@ -16,8 +17,6 @@ class CSocketUtils {
   // Names are looked up only if asked for, which may block. When the interfaces cannot be listed
   // there is no table. Later calls change nothing: sockets keep pointers into it.
   static void Initialize(Bool i_bLookupDNSNames);
-
-  static UInt32 GetNumIPAddrs() { return s_u32NumIPAddrs; }
 
   // The address of an entry. Without a table fatal.
   static UInt32 GetIPAddr(UInt32 i_u32Index);

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "framework/atomicops.h"
-#include "framework/taskpool.h"
 
 namespace {
 
@@ -34,7 +33,8 @@ void CTask::MarkDeleted() {
 void CTask::Signal(EventFlags i_eEvents) {
   if (!Valid()) return;
   const UInt32 u32Before = atomic_or(&m_u32Events, i_eEvents | kAlive);
-  if ((u32Before & kAlive) == 0) CTaskThreadPool::Schedule(this);
+  if ((u32Before & kAlive) != 0) return;
+  if (const auto pSchedule = s_pSchedule.load(std::memory_order_relaxed)) pSchedule(this);
 }
 
 CTask::EventFlags CTask::GetEvents() {

@@ -24,7 +24,9 @@ class CTask {
     kAlive = 0x80000000  // internal: queued, running, or waiting in a thread's timer heap
   };
 
+  // Asleep, in pool 0.
   CTask();
+  // Asleep, or deleted by its thread: never while it is queued or running (asserted for the queue).
   virtual ~CTask() = default;
   CTask(const CTask&) = delete;
   CTask& operator=(const CTask&) = delete;
@@ -63,6 +65,9 @@ class CTask {
   friend class CTaskThread;
   friend class CTaskThreadPool;
   void MarkDeleted();
+
+  // Hands a woken task to a thread; set for good with the first pools. Relaxed: it is code alone.
+  static inline std::atomic<void (*)(CTask*)> s_pSchedule{nullptr};
 
   std::atomic<UInt32> m_u32Events{0};
   CHeapElem m_objTimerHeapElem;

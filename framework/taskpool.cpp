@@ -14,22 +14,6 @@ namespace {
 // Bounds how late a task thread notices anything that no signal tells it.
 constexpr SInt64 kShortestWait = 5;
 
-class CRunLocker {
- public:
-  CRunLocker(CMutexRW* i_pLock, Bool i_bForWriting) : m_pLock(i_pLock) {
-    if (i_bForWriting)
-      m_pLock->LockWrite();
-    else
-      m_pLock->LockRead();
-  }
-  ~CRunLocker() { m_pLock->Unlock(); }
-  CRunLocker(const CRunLocker&) = delete;
-  CRunLocker& operator=(const CRunLocker&) = delete;
-
- private:
-  CMutexRW* m_pLock;
-};
-
 // While one exists, the pools and their threads stay. The counter and the thread counts are
 // sequentially consistent on both sides: either the signal sees that there are no threads any more,
 // or RemoveThreads sees the signal.
@@ -90,15 +74,19 @@ SInt32 CTaskThread::WaitUntilNextTimer(SInt64 i_s64Now) const {
 void CTaskThread::RunUntilSettled(CTask* i_pTask) {
   for (Bool bSettled = false; !bSettled; sched_yield()) {
     i_pTask->m_pUseThisThread.store(nullptr, std::memory_order_relaxed);
-    SInt64 s64Result = 0;
-    {
-      const Bool bForWriting = i_pTask->m_bWriteLock;
-      const CRunLocker locker(&CTaskThreadPool::RunLock(), bForWriting);
-      s64Result = i_pTask->Run();
-      if (bForWriting) i_pTask->m_bWriteLock = false;
-    }
-    bSettled = Settle(i_pTask, s64Result);
+    bSettled = Settle(i_pTask, RunLocked(i_pTask));
   }
+}
+
+SInt64 CTaskThread::RunLocked(CTask* i_pTask) {
+  if (!i_pTask->m_bWriteLock) {
+    const CReadLocker locker(&CTaskThreadPool::RunLock());
+    return i_pTask->Run();
+  }
+  const CWriteLocker locker(&CTaskThreadPool::RunLock());
+  const SInt64 s64Result = i_pTask->Run();
+  i_pTask->m_bWriteLock = false;
+  return s64Result;
 }
 
 // True when the task is no longer this thread's to run at once; it must not be touched then, as it
@@ -125,6 +113,7 @@ Bool CTaskThreadPool::AddThreadPools(UInt32 i_u32NumPools) {
   OSD_ASSERT(s_pTaskThreadArray.load() == nullptr, "s_pTaskThreadArray == NULL", "task", 321);
   s_pTaskThreadArray.store(new T_Pool[i_u32NumPools]);
   s_u32NumPools.store(i_u32NumPools);
+  CTask::s_pSchedule.store(&Schedule, std::memory_order_relaxed);
   return true;
 }
 

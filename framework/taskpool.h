@@ -15,9 +15,12 @@
 
 class CTask;
 
+// Made, started and deleted by its pool; others only keep it in a task that they pin.
 class CTaskThread : public CThread {
  public:
+  // As CThread.
   CTaskThread(SInt32 i_s32Policy, SInt32 i_s32Priority);
+  // Blocks until a Run() that is under way and the tasks queued by then are done.
   ~CTaskThread() override;
 
  private:
@@ -27,6 +30,7 @@ class CTaskThread : public CThread {
   CTask* ExtractDueTask(SInt64 i_s64Now);
   SInt32 WaitUntilNextTimer(SInt64 i_s64Now) const;
   void RunUntilSettled(CTask* i_pTask);
+  SInt64 RunLocked(CTask* i_pTask);
   Bool Settle(CTask* i_pTask, SInt64 i_s64Result);
 
   CHeap m_objHeap;  // tasks that asked to be woken later; this thread only
@@ -52,7 +56,6 @@ class CTaskThreadPool {
   static void RemoveThreads();
 
  private:
-  friend class CTask;
   friend class CTaskThread;
 
   struct T_Pool {

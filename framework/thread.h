@@ -15,6 +15,7 @@ class CThread {
   // framework starts; only the first call counts.
   static void Initialize(UInt32 i_u32StackSize);
 
+  // With the scheduling policy and priority 0.
   CThread();
   // POSIX scheduling policy and priority, applied by the thread itself; refusals are not reported.
   CThread(SInt32 i_s32Policy, SInt32 i_s32Priority);
@@ -40,13 +41,15 @@ class CThread {
   // The calling thread's object; null in threads that the framework did not start.
   static CThread* GetCurrent();
 
+  // Blocks the calling thread; a signal handler that runs on it ends the sleep early.
   static void Sleep(UInt32 i_u32Milliseconds);
 
   // Names the calling thread for the kernel, which keeps 15 characters. Null changes nothing.
   static void SetThreadName(const char* i_pName);
 
   // Ties the calling thread to processor i_u32Cpu (below 1024) and prints the outcome, led by
-  // i_pTag unless that is null, on standard output.
+  // i_pTag unless that is null, on standard output. The daemon leaves its threads free; this is for
+  // programs on the same framework that do not.
   static void BindToProcessor(UInt32 i_u32Cpu, const char* i_pTag);
 
  protected:

@@ -10,6 +10,7 @@
 #include "framework/mutex.h"
 #include "framework/queue.h"
 #include "framework/task.h"
+#include "framework/thread_annotations.h"
 #include "framework/types.h"
 
 class CTimeoutTask;
@@ -27,7 +28,7 @@ class CTimeoutTaskThread : public CIdleTask {
   void Detach(CQueueElem* i_pElem);
 
   CMutex m_objMutex;
-  CQueue m_objQueue;        // guarded by m_objMutex
+  CQueue m_objQueue GUARDED_BY(m_objMutex);
   SInt64 m_s64Value = 100;  // as given to Initialize; the scan does not use it
 };
 
@@ -40,6 +41,7 @@ class CTimeoutTask {
   // Attaches the record; Initialize must have run: asserted. i_pTask is not owned and outlives the
   // record; with null nobody is ever signalled. The timeout is as in SetTimeout.
   CTimeoutTask(CTask* i_pTask, SInt64 i_s64TimeoutInMilSecs, CTask::EventFlags i_eEvents);
+  // Waits for a scan in progress; its task may be signalled until then.
   ~CTimeoutTask();
   CTimeoutTask(const CTimeoutTask&) = delete;
   CTimeoutTask& operator=(const CTimeoutTask&) = delete;
@@ -48,7 +50,8 @@ class CTimeoutTask {
   // at every scan until it is moved. Owner's thread.
   void SetTimeout(SInt64 i_s64Ms);
 
-  // ms from now, below 0 when past; meaningless when disabled.
+  // ms from now, below 0 when past; meaningless when disabled. For owners that want to know; none in
+  // the daemon does.
   SInt64 GetTimeToTimeout() const;
 
  protected:

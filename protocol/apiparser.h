@@ -2,45 +2,8 @@
 // T_MsgParams belong to the caller and are used by one thread at a time.
 #pragma once
 
-#include <memory>
-#include <tuple>
-
-#include "protocol/catalogue.h"
+#include "protocol/msg_params.h"
 #include "protocol/peers.h"
-
-// The header of a datagram that was refused; the receiver answers from it.
-struct T_MsgHeadError : T_MsgBody {};
-
-// One message: its id and the records that it owns, all null but the one of the id. Move-only.
-class T_MsgParams {
- public:
-  MsgId m_eMsgId = RES_MSG_ACK;
-  std::unique_ptr<T_MsgHeadError> m_pHeadError;  // set when MsgParse refused the header
-
-  // The slot of a record type.
-  template <class T>
-  std::unique_ptr<T>& Body() {
-    return std::get<std::unique_ptr<T>>(m_bodies);
-  }
-  template <class T>
-  const std::unique_ptr<T>& Body() const {
-    return std::get<std::unique_ptr<T>>(m_bodies);
-  }
-
-  // Frees every record.
-  void Clear() { *this = T_MsgParams(); }
-
- private:
-  template <class First, class... Records>
-  struct T_Owners {
-    using Tuple = std::tuple<std::unique_ptr<Records>...>;
-  };
-#define OSD_MESSAGE(i_id, i_Name, i_Record, ...) , i_Record
-#define OSD_ERROR_REPLY(i_id, i_Name, i_Record) , i_Record
-  T_Owners<void
-#include "protocol/messages.def"
-           >::Tuple m_bodies;
-};
 
 class CAPIParser {
  public:
@@ -61,15 +24,16 @@ class CAPIParser {
   // kCmdSuccess, kCmdId or kCmdParamLen.
   static CmdErr CheckMsgIdAndMsgLength(const T_MsgHeader& i_stMsgHead);
 
-  // Decodes the body of a datagram of which i_u32Readable bytes, header included, may be read.
+  // Decodes the body of a datagram of which i_u32Received bytes, header included, arrived.
   // kCmdBody as DecodeBody says, or without memory; kCmdId. The record is then freed, except that
   // MppBatchShow keeps its own. Ids 3 to 8 succeed without a record.
-  static CmdErr MsgBodyParse(const UInt8* i_pBuf, UInt32 i_u32Readable,
+  static CmdErr MsgBodyParse(const UInt8* i_pBuf, UInt32 i_u32Received,
                              const T_MsgHeader& i_stMsgHead, T_MsgParams* o_ptMsgParams);
 
-  // ParseMsgAck, ParseMsgOsdInit, ...: i_pBody has i_u32Readable bytes; results as DecodeBody.
+  // ParseMsgAck, ParseMsgOsdInit, ...: i_u32Received bytes of the body arrived, at i_pBody; results
+  // as DecodeBody.
 #define OSD_MESSAGE(i_id, i_Name, i_Record, ...)                             \
-  static CmdErr ParseMsg##i_Name(const UInt8* i_pBody, UInt32 i_u32Readable, \
+  static CmdErr ParseMsg##i_Name(const UInt8* i_pBody, UInt32 i_u32Received, \
                                  const T_MsgHeader& i_stMsgHead, i_Record* o_p);
 #include "protocol/messages.def"
 

@@ -28,15 +28,16 @@ UInt32 EncodeMessage(const Message& i_message, UInt8* o_pBuf, UInt32 i_u32Capaci
   return static_cast<UInt32>(std::min<UInt64>(writer.Length(), i_u32Capacity));
 }
 
-// Decodes a body of i_u32Readable bytes into *o_pMessage, with i_stMsgHead as its header; bytes
-// beyond them read as 0. kCmdBody when a text is longer than what is readable (*o_pMessage stays
-// as it was) or a batch breaks its rule (*o_pMessage then has output and number).
+// Decodes a body of which i_u32Received bytes arrived into *o_pMessage, with i_stMsgHead as its
+// header; bytes that did not arrive read as 0. kCmdBody when a text passes kMaxReadable or there is no
+// memory for it (*o_pMessage stays as it was), or a batch breaks its rule (*o_pMessage then has output
+// and number).
 template <class Message>
-CmdErr DecodeBody(const UInt8* i_pBody, UInt32 i_u32Readable, const T_MsgHeader& i_stMsgHead,
+CmdErr DecodeBody(const UInt8* i_pBody, UInt32 i_u32Received, const T_MsgHeader& i_stMsgHead,
                   Message* o_pMessage) {
   Message decoded;
   decoded.m_stHeader = i_stMsgHead;
-  CWireReader reader(i_pBody, i_u32Readable);
+  CWireReader reader(i_pBody, i_u32Received, kMaxReadable - kMsgHeaderSize);
   DecodeFields(reader, decoded);
   if (!reader.Refused() || Message::kKeptWhenRefused) *o_pMessage = std::move(decoded);
   return reader.Refused() ? kCmdBody : kCmdSuccess;

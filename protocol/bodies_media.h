@@ -222,8 +222,8 @@ class CEdid : public T_FieldKind {
 };
 
 struct T_MsgMppDispStatusChg : T_MsgBody {
-  // All that the receive buffer of 4097 bytes can hold behind header and fields.
-  static constexpr UInt32 kEdidSize = 4073;
+  // All that may be read of a datagram behind the header and the fields.
+  static constexpr UInt32 kEdidSize = kMaxReadable - kMsgHeaderSize - 6;
 
   UInt16 m_u16Vout = 0;
   UInt8 m_u8Connected = 0;

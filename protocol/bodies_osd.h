@@ -4,10 +4,8 @@
 
 #include <memory>
 
+#include "protocol/element.h"
 #include "protocol/header.h"
-
-// Bit of m_u32Flag of OsdStringShow: a text follows.
-inline constexpr UInt32 kStringShowTextFollows = 0x10;
 
 // OsdInit: the screen area of an output, px.
 struct T_MsgOsdScreenInfo : T_MsgBody {
@@ -32,21 +30,21 @@ struct T_MsgOsdDeinit : T_MsgOsdScreenInfo {
 struct T_MsgOsdStringShow : T_MsgBody {
   UInt16 m_u16VoutSeq = 0;
   UInt16 m_u16OsdSeq = 0;
-  UInt32 m_u32Flag = 0;
+  UInt32 m_u32Flag = 0;  // kMask...
   UInt8 m_u8Align = 0;
   UInt16 m_u16X = 0;
   UInt16 m_u16Y = 0;
   UInt8 m_u8FontSize = 0;
   UInt32 m_u32TextColour = 0;
   UInt32 m_u32Background = 0;
-  UInt16 m_u16StrLen = 0;          // bytes of m_pStr; 0 without kStringShowTextFollows
-  std::unique_ptr<char[]> m_pStr;  // not terminated; null without kStringShowTextFollows
+  UInt16 m_u16StrLen = 0;          // bytes of m_pStr; 0 without kMaskText
+  std::unique_ptr<char[]> m_pStr;  // not terminated; null without kMaskText
 
   template <class V, class M>
   static constexpr auto Fields(V&& v, M& m) {
     return v(m.m_u16VoutSeq, m.m_u16OsdSeq, m.m_u32Flag, m.m_u8Align, m.m_u16X, m.m_u16Y,
              m.m_u8FontSize, m.m_u32TextColour, m.m_u32Background,
-             CFlaggedText(m.m_u32Flag, kStringShowTextFollows, m.m_u16StrLen, m.m_pStr));
+             CFlaggedText(m.m_u32Flag, kMaskText, m.m_u16StrLen, m.m_pStr));
   }
 };
 

@@ -13,6 +13,9 @@ struct T_CatalogueRow {
   UInt32 m_u32Id;
   UInt32 m_u32RequiredLen;  // bytes, or kAnyLength
   const char* m_pName;
+
+  // The place of the row, by which tables that stand row by row beside kCatalogue are indexed.
+  constexpr size_t Index() const;
 };
 
 inline constexpr T_CatalogueRow kCatalogue[] = {
@@ -21,13 +24,15 @@ inline constexpr T_CatalogueRow kCatalogue[] = {
 #include "protocol/messages.def"
 };
 
+constexpr size_t T_CatalogueRow::Index() const { return static_cast<size_t>(this - kCatalogue); }
+
 static_assert(std::adjacent_find(std::begin(kCatalogue), std::end(kCatalogue),
                                  [](const T_CatalogueRow& a, const T_CatalogueRow& b) {
                                    return a.m_u32Id >= b.m_u32Id;
                                  }) == std::end(kCatalogue),
               "ids ascend and none comes twice");
 
-// A required length is that of the record's fields.
+// Whether a required length is that of the record's fields.
 template <class Message, UInt32 RequiredLen>
 constexpr Bool LengthFits() {
   if constexpr (RequiredLen == kAnyLength)

@@ -12,7 +12,10 @@
 
 #include "protocol/wire.h"
 
-// Base of the kinds, so that they are told from plain values.
+// Base of the kinds, so that they are told from plain values. Each kind has
+//   Decode(io_reader): takes the field from the wire into the record; refuses what it cannot take;
+//   Encode(io_writer): appends the field as the record has it, or as much as the record can hold;
+//   Traced(): what the field hands to a trace format, as a tuple; kinds that are not traced have none.
 struct T_FieldKind {};
 
 template <class Value>
@@ -23,8 +26,6 @@ class CPlain : public T_FieldKind {
   constexpr void Encode(CWireWriter& io_writer) const {
     io_writer.Bytes(&m_value, sizeof(m_value));
   }
-
-  // What the field hands to a trace format.
   auto Traced() const {
     if constexpr (std::is_signed_v<Value>)
       return std::tuple<SInt32>(m_value);
@@ -161,6 +162,7 @@ void DecodeFields(CWireReader& io_reader, Message& o_message) {
   Message::Fields([&](auto&&... fields) { (AsKind(fields).Decode(io_reader), ...); }, o_message);
 }
 
+// Appends all fields, of which io_writer may drop what passes its capacity.
 template <class Message>
 constexpr void EncodeFields(CWireWriter& io_writer, const Message& i_message) {
   Message::Fields([&](auto&&... fields) { (AsKind(fields).Encode(io_writer), ...); }, i_message);

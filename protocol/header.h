@@ -50,6 +50,14 @@ struct T_MsgHeader {
   }
 };
 
+// The header of a datagram of at least kMsgHeaderSize bytes.
+inline T_MsgHeader DecodeHeader(const UInt8* i_pDatagram) {
+  T_MsgHeader header;
+  CWireReader reader(i_pDatagram, kMsgHeaderSize, kMsgHeaderSize);
+  DecodeFields(reader, header);
+  return header;
+}
+
 // What every body record begins with.
 struct T_MsgBody {
   // The parser keeps a refused record of the message instead of freeing it.

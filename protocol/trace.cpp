@@ -55,7 +55,6 @@ constexpr Bool (*kTraces[])(const char*, const T_MsgParams&) = {
 
 }  // namespace
 
-Bool Trace(MsgId i_eMsgId, const char* i_pModule, const T_MsgParams& i_params) {
-  const T_CatalogueRow* pRow = FindMessage(i_eMsgId);
-  return pRow != nullptr && kTraces[pRow - kCatalogue](i_pModule, i_params);
+Bool Trace(const T_CatalogueRow& i_row, const char* i_pModule, const T_MsgParams& i_params) {
+  return kTraces[i_row.Index()](i_pModule, i_params);
 }

@@ -2,8 +2,8 @@
 // list. No state; any thread.
 #pragma once
 
-#include "protocol/apiparser.h"
+#include "protocol/msg_params.h"
 
 // At INFO, for a batch with one more line per entry; false, and no line, for a message that has no
 // format or no record in i_params.
-Bool Trace(MsgId i_eMsgId, const char* i_pModule, const T_MsgParams& i_params);
+Bool Trace(const T_CatalogueRow& i_row, const char* i_pModule, const T_MsgParams& i_params);

@@ -8,7 +8,7 @@
 #include FT_FREETYPE_H
 
 #include "common/osd/disp_record.h"
-#include "tests/picture.h"
+#include "tests/layer_picture.h"
 
 enum EPlace { kNear, kMiddle, kFar };
 

@@ -133,7 +133,7 @@ std::optional<T_Answer> Judge(T_Bytes i_body, const T_MsgHeader& i_request) {
   if constexpr (requires { reply.m_u32MsgId; })
     if (reply.m_u32MsgId != i_request.m_u32Id) return std::nullopt;
   constexpr Bool bGood = std::is_same_v<Message, T_MsgAck>;
-  return T_Answer{bGood ? E_Outcome::kDone : E_Outcome::kRefused, Explain(reply), 0};
+  return T_Answer{bGood ? EOutcome::kDone : EOutcome::kRefused, Explain(reply), 0};
 }
 
 struct T_ReplyRow {
@@ -152,16 +152,9 @@ constexpr T_ReplyRow kReplies[] = {
     {ERR_RES_MSG_PARAM_LEN, Judge<T_MsgErrParamLen>},
 };
 
-T_MsgHeader HeaderOf(T_Bytes i_datagram) {
-  T_MsgHeader header;
-  CWireReader reader(i_datagram.data(), static_cast<UInt32>(i_datagram.size()));
-  DecodeFields(reader, header);
-  return header;
-}
-
 std::optional<T_Answer> JudgeDatagram(T_Bytes i_datagram, const T_MsgHeader& i_request) {
   if (i_datagram.size() < kMsgHeaderSize) return std::nullopt;
-  const T_MsgHeader header = HeaderOf(i_datagram);
+  const T_MsgHeader header = DecodeHeader(i_datagram.data());
   if (header.m_u32Magic != kMsgMagic || std::memcmp(header.m_aType, "RES", 3) != 0)
     return std::nullopt;
   for (const T_ReplyRow& row : kReplies)
@@ -172,7 +165,7 @@ std::optional<T_Answer> JudgeDatagram(T_Bytes i_datagram, const T_MsgHeader& i_r
 
 T_Answer PortTaken(const T_Peer& i_peer) {
   return {
-      E_Outcome::kPortTaken,
+      EOutcome::kPortTaken,
       Words(
           "UDP port %u is taken: by the process \"%s\", whose port it is, or by another osdctl. End that one, or speak as another peer with --from",
           i_peer.m_u16Port, i_peer.m_pName),
@@ -180,19 +173,19 @@ T_Answer PortTaken(const T_Peer& i_peer) {
 }
 
 T_Answer SocketFailed(const char* i_pStep, SInt32 i_s32Errno) {
-  return {E_Outcome::kFailed, Words("cannot %s: %s", i_pStep, std::strerror(i_s32Errno)), 0};
+  return {EOutcome::kFailed, Words("cannot %s: %s", i_pStep, std::strerror(i_s32Errno)), 0};
 }
 
 T_Answer NobodyListens() {
   return {
-      E_Outcome::kNoAnswer,
+      EOutcome::kNoAnswer,
       Words("nobody listens at 127.0.0.1:%u: start osdsrv and give it three seconds", kDaemonPort),
       0};
 }
 
 T_Answer NoAnswer(std::chrono::milliseconds i_timeout) {
   return {
-      E_Outcome::kNoAnswer,
+      EOutcome::kNoAnswer,
       Words(
           "the daemon did not answer within %lld ms: see its log for what became of the request, or wait longer with --timeout",
           static_cast<long long>(i_timeout.count())),
@@ -223,7 +216,7 @@ T_Answer Ask(const T_Peer& i_peer, std::span<const UInt8> i_request,
   socket.DropWaiting();
   const auto start = Clock::now();
   if (!socket.Send(i_request)) return SocketFailed("send the request", errno);
-  T_Answer answer = Await(socket, HeaderOf(i_request), i_timeout);
+  T_Answer answer = Await(socket, DecodeHeader(i_request.data()), i_timeout);
   answer.m_f64Millis = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
   return answer;
 }

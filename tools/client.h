@@ -11,10 +11,8 @@
 #include "protocol/bodies.h"
 #include "protocol/peers.h"
 
-inline constexpr UInt16 kDaemonPort = 9636;
-
 // What became of a run; the value is osdctl's exit code.
-enum class E_Outcome : SInt32 {
+enum class EOutcome : SInt32 {
   kDone = 0,       // acknowledged (a screenshot: written)
   kRefused = 1,    // an error reply
   kNoAnswer = 2,   // nothing that belongs to the request came in time, or nobody listens
@@ -24,9 +22,9 @@ enum class E_Outcome : SInt32 {
 };
 
 struct T_Answer {
-  E_Outcome m_eOutcome;
-  std::string m_szWords;  // what happened, and what to do about it; empty when acknowledged
-  double m_f64Millis;     // from the sending to the end of the wait
+  EOutcome m_eOutcome;
+  std::string m_strWords;  // what happened, and what to do about it; empty when acknowledged
+  double m_f64Millis;      // from the sending to the end of the wait
 };
 
 // The datagram of io_message, whose header is filled in. The sequence number is the one that the
@@ -42,6 +40,7 @@ std::vector<UInt8> MakeRequest(const T_Peer& i_peer, MsgId i_eId, Message& io_me
 }
 
 // Sends i_request, a whole datagram, from the port of i_peer and waits up to i_timeout for the
-// reply that names its sequence number and id. Everything else that arrives is dropped.
+// reply that names its sequence number and id. Everything else that arrives is dropped. kPortTaken
+// when another process has the port, kFailed when the socket cannot be made or sent to.
 T_Answer Ask(const T_Peer& i_peer, std::span<const UInt8> i_request,
              std::chrono::milliseconds i_timeout);

@@ -46,10 +46,10 @@ std::optional<T> Find(const T_Name<T> (&i_table)[N], std::string_view i_text) {
 
 template <class T, size_t N>
 std::string Names(const T_Name<T> (&i_table)[N], size_t i_hidden) {
-  std::string szNames;
+  std::string strNames;
   for (const T_Name<T>& row : std::span(i_table).first(N - i_hidden))
-    szNames.append(szNames.empty() ? "" : ", ").append(row.m_name);
-  return szNames;
+    strNames.append(strNames.empty() ? "" : ", ").append(row.m_name);
+  return strNames;
 }
 
 std::optional<SInt64> Digits(std::string_view i_text, SInt32 i_s32Base) {
@@ -106,15 +106,15 @@ std::optional<UInt16> ParseElement(std::string_view i_text) {
     if (!whole) return std::nullopt;
     return static_cast<UInt16>(*whole);
   }
-  const std::optional<SInt64> type = ParseNumber(i_text.substr(0, dot), 0, 255);
-  const std::optional<SInt64> number = ParseNumber(i_text.substr(dot + 1), 0, 255);
+  const std::optional<SInt64> type = ParseNumber(i_text.substr(0, dot), 0, kEveryClass);
+  const std::optional<SInt64> number = ParseNumber(i_text.substr(dot + 1), 0, kEveryNumber);
   if (!type || !number) return std::nullopt;
-  return static_cast<UInt16>(*type << 8 | *number);
+  return Element(static_cast<UInt8>(*type), static_cast<UInt8>(*number));
 }
 
 std::optional<UInt16> ParseOutput(std::string_view i_text) {
-  if (i_text == "all") return UInt16{255};
-  const std::optional<SInt64> output = ParseNumber(i_text, 0, 255);
+  if (i_text == "all") return kEveryOutput;
+  const std::optional<SInt64> output = ParseNumber(i_text, 0, kEveryOutput);
   if (!output) return std::nullopt;
   return static_cast<UInt16>(*output);
 }

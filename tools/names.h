@@ -6,12 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "framework/types.h"
-
-// An element's number byte that means every number of its class, and the element that means every
-// element at all.
-inline constexpr UInt16 kEveryNumber = 0xFF;
-inline constexpr UInt16 kEveryElement = 0xFFFF;
+#include "protocol/element.h"
 
 // Decimal, or hexadecimal after "0x"; nothing outside [i_s64Min, i_s64Max].
 std::optional<SInt64> ParseNumber(std::string_view i_text, SInt64 i_s64Min, SInt64 i_s64Max);
@@ -37,6 +32,6 @@ std::optional<UInt16> ParseElement(std::string_view i_text);
 // 0 to 255; 255 is every output, as is "all".
 std::optional<UInt16> ParseOutput(std::string_view i_text);
 
-// The names that help texts tell, separated by ", ".
+// The names that help texts tell, separated by ", "; other spellings are taken and not told.
 std::string ColourNames();
 std::string PositionNames();

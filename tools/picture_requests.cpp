@@ -6,45 +6,44 @@
 #include <string>
 
 #include "common/osd/disp_record.h"
-#include "tools/options.h"
 
 namespace {
 
-constexpr UInt16 kFirstPicture = 0x0201;
-constexpr UInt16 kGuide = 0x02FE;
+constexpr UInt16 kFirstPicture = Element(kImageClass, 1);
+constexpr UInt16 kGuide = Element(kImageClass, 254);
 
 struct T_Image {
   T_MsgOsdDispImage m_stRecord;
-  std::string m_szPath;
+  std::string m_strPath;
   T_Pair m_stAt = {};
   T_Pair m_stSize = {};
 };
 
 struct T_Guide {
   T_MsgOsdGuideShow m_stRecord;
-  std::string m_szPath;
+  std::string m_strPath;
 };
 
-// i_szPath as the daemon, which has another working folder, can open it.
-std::string PathForDaemon(const std::string& i_szPath) {
-  const auto refuse = [](const std::string& i_szWhy) {
-    throw CLI::ValidationError("PATH", i_szWhy);
+// i_strPath as the daemon, which has another working folder, can open it.
+std::string PathForDaemon(const std::string& i_strPath) {
+  const auto refuse = [](const std::string& i_strWhy) {
+    throw CLI::ValidationError("PATH", i_strWhy);
   };
-  if (i_szPath.empty()) refuse("it is empty; name a PNG, JPEG or BMP file");
-  if (i_szPath.ends_with('/')) refuse("it names a folder; name a PNG, JPEG or BMP file");
+  if (i_strPath.empty()) refuse("it is empty; name a PNG, JPEG or BMP file");
+  if (i_strPath.ends_with('/')) refuse("it names a folder; name a PNG, JPEG or BMP file");
   std::error_code failure;
-  const std::string szPath = std::filesystem::absolute(i_szPath, failure).string();
+  const std::string strPath = std::filesystem::absolute(i_strPath, failure).string();
   if (failure) refuse("the folder that it begins from is not known: " + failure.message());
-  if (szPath.size() > T_DispRecord::kMaxPath)
-    refuse("with its folders it has " + std::to_string(szPath.size()) +
+  if (strPath.size() > T_DispRecord::kMaxPath)
+    refuse("with its folders it has " + std::to_string(strPath.size()) +
            " bytes; the daemon takes " + std::to_string(T_DispRecord::kMaxPath));
-  return szPath;
+  return strPath;
 }
 
-void PutPath(const std::string& i_szPath, UInt32& o_u32Length, std::unique_ptr<char[]>& o_pPath) {
-  o_u32Length = static_cast<UInt32>(i_szPath.size());
-  o_pPath = std::make_unique<char[]>(i_szPath.size() + 1);
-  std::copy(i_szPath.begin(), i_szPath.end(), o_pPath.get());
+void PutPath(const std::string& i_strPath, UInt32& o_u32Length, std::unique_ptr<char[]>& o_pPath) {
+  o_u32Length = static_cast<UInt32>(i_strPath.size());
+  o_pPath = std::make_unique<char[]>(i_strPath.size() + 1);
+  std::copy(i_strPath.begin(), i_strPath.end(), o_pPath.get());
 }
 
 void AddElement(CLI::App& io_command, const char* i_pDefault, UInt16& o_u16Element) {
@@ -57,7 +56,7 @@ void AddImageOptions(CLI::App& io_command, T_Image& io_image) {
   record.m_u16OsdSeq = kFirstPicture;
   record.m_u16Opacity = 255;
   io_command
-      .add_option("path", io_image.m_szPath,
+      .add_option("path", io_image.m_strPath,
                   "a PNG, JPEG or BMP file; a relative one is looked for from the folder\n"
                   "that osdctl runs in")
       ->type_name("PATH")
@@ -96,14 +95,14 @@ class 1, 3, 4 or 5 for one that should be. Hide it with osdctl image-hide.)");
   AddImageOptions(*pCommand, *pImage);
   pCommand->callback([&io_run, pImage] {
     T_MsgOsdDispImage& record = pImage->m_stRecord;
-    const std::string szPath = PathForDaemon(pImage->m_szPath);
-    PutPath(szPath, record.m_u32StrLen, record.m_pPath);
+    const std::string strPath = PathForDaemon(pImage->m_strPath);
+    PutPath(strPath, record.m_u32StrLen, record.m_pPath);
     record.m_u16X = pImage->m_stAt.m_u16First;
     record.m_u16Y = pImage->m_stAt.m_u16Second;
     record.m_u16Width = pImage->m_stSize.m_u16First;
     record.m_u16Height = pImage->m_stSize.m_u16Second;
-    io_run.m_szWhat = "picture " + szPath + " in " + ElementWords(record.m_u16OsdSeq) + " on " +
-                      OutputWords(record.m_u16VoutSeq);
+    io_run.m_strWhat = "picture " + strPath + " in " + ElementWords(record.m_u16OsdSeq) + " on " +
+                       OutputWords(record.m_u16VoutSeq);
     SetRequest(io_run, kMsgOsdDispImage, record);
   });
 }
@@ -125,10 +124,11 @@ A later osdctl image with the same element shows it again.)");
   AddParsed(*pCommand, kOutput, pRecord->m_u16VoutSeq, ParseOutput);
   pCommand->callback([&io_run, pRecord] {
     const UInt16 u16Element = pRecord->m_u16OsdSeq;
-    io_run.m_szWhat = "hiding of " +
-                      (u16Element == kEveryElement ? "every picture"
-                                                   : "the picture in " + ElementWords(u16Element)) +
-                      " on " + OutputWords(pRecord->m_u16VoutSeq);
+    io_run.m_strWhat =
+        "hiding of " +
+        (u16Element == kEveryElement ? "every picture"
+                                     : "the picture in " + ElementWords(u16Element)) +
+        " on " + OutputWords(pRecord->m_u16VoutSeq);
     SetRequest(io_run, kMsgOsdCancelImage, *pRecord);
   });
 }
@@ -143,23 +143,23 @@ void AddGuide(CLI::App& io_app, T_Run& io_run) {
 As large as fits without being distorted, on black; what a text or a picture leaves, it fills.)");
   const auto pGuide = std::make_shared<T_Guide>();
   T_MsgOsdGuideShow& record = pGuide->m_stRecord;
-  record.m_u16OsdOut = T_DispRecord::kAllOutputs;
+  record.m_u16OsdOut = kEveryOutput;
   record.m_u16OsdSeq = kGuide;
   CLI::Option* pPath =
       pCommand
-          ->add_option("path", pGuide->m_szPath,
+          ->add_option("path", pGuide->m_strPath,
                        "a PNG, JPEG or BMP file; /usr/local/share/guidescreen.png of the daemon's\n"
                        "device root when not given")
           ->type_name("PATH");
   AddElement(*pCommand, "2.254", record.m_u16OsdSeq);
-  AddParsed(*pCommand, {"--out", "OUTPUT", kOutput.m_szTakes, "all"}, record.m_u16OsdOut,
+  AddParsed(*pCommand, {"--out", "OUTPUT", kOutput.m_strTakes, "all"}, record.m_u16OsdOut,
             ParseOutput);
   pCommand->callback([&io_run, pGuide, pPath] {
     T_MsgOsdGuideShow& guide = pGuide->m_stRecord;
-    const std::string szPath = pPath->count() != 0 ? PathForDaemon(pGuide->m_szPath) : "";
-    if (!szPath.empty()) PutPath(szPath, guide.m_u32PathLen, guide.m_pPath);
-    io_run.m_szWhat =
-        "guide " + (szPath.empty() ? "" : szPath + " ") + "on " + OutputWords(guide.m_u16OsdOut);
+    const std::string strPath = pPath->count() != 0 ? PathForDaemon(pGuide->m_strPath) : "";
+    if (!strPath.empty()) PutPath(strPath, guide.m_u32PathLen, guide.m_pPath);
+    io_run.m_strWhat =
+        "guide " + (strPath.empty() ? "" : strPath + " ") + "on " + OutputWords(guide.m_u16OsdOut);
     SetRequest(io_run, kMsgOsdGuideShow, guide);
   });
 }

@@ -1,7 +1,7 @@
 // osdctl's requests that show and hide pictures.
 #pragma once
 
-#include "tools/requests.h"
+#include "tools/options.h"
 
 // Adds image, image-hide and guide; as AddRequests.
 void AddPictureRequests(CLI::App& io_app, T_Run& io_run);

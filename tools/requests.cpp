@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "common/osd/disp_record.h"
-#include "tools/options.h"
 #include "tools/picture_requests.h"
 
 namespace {
@@ -33,9 +32,9 @@ void AddInit(CLI::App& io_app, T_Run& io_run) {
   AddNumber(*pCommand, {"--width", "PX", "a width from 1", "1920"}, pScreen->m_u32W, 1);
   AddNumber(*pCommand, {"--height", "PX", "a height from 1", "1080"}, pScreen->m_u32H, 1);
   pCommand->callback([&io_run, pScreen] {
-    io_run.m_szWhat = "init of output " + std::to_string(pScreen->m_s32VoDev) + ": " +
-                      std::to_string(pScreen->m_u32W) + "x" + std::to_string(pScreen->m_u32H) +
-                      " on layer " + std::to_string(pScreen->m_s32VideoLayer);
+    io_run.m_strWhat = "init of output " + std::to_string(pScreen->m_s32VoDev) + ": " +
+                       std::to_string(pScreen->m_u32W) + "x" + std::to_string(pScreen->m_u32H) +
+                       " on layer " + std::to_string(pScreen->m_s32VideoLayer);
     SetRequest(io_run, kMsgOsdInit, *pScreen);
   });
 }
@@ -48,7 +47,7 @@ void AddDeInit(CLI::App& io_app, T_Run& io_run) {
   const auto pScreen = std::make_shared<T_MsgOsdDeinit>();
   AddNumber(*pCommand, kDevice, pScreen->m_s32VoDev);
   pCommand->callback([&io_run, pScreen] {
-    io_run.m_szWhat = "deinit of output " + std::to_string(pScreen->m_s32VoDev);
+    io_run.m_strWhat = "deinit of output " + std::to_string(pScreen->m_s32VoDev);
     SetRequest(io_run, kMsgOsdDeInit, *pScreen);
   });
 }
@@ -56,7 +55,7 @@ const std::string kColourTakes = "#AARRGGBB, #RRGGBB or one of ";
 
 struct T_Text {
   T_MsgOsdStringShow m_stRecord;
-  std::string m_szText;
+  std::string m_strText;
 };
 
 // The daemon takes over only the fields whose bits are set; the element keeps the others. The
@@ -66,7 +65,7 @@ void AddTextOptions(CLI::App& io_command, T_Text& io_text) {
   record.m_u16OsdSeq = 0x0101;
   record.m_u8Align = 1;
   io_command
-      .add_option("text", io_text.m_szText,
+      .add_option("text", io_text.m_strText,
                   "what to write; an element keeps its text when not given")
       ->type_name("TEXT");
   AddParsed(io_command, kOutput, record.m_u16VoutSeq, ParseOutput);
@@ -119,13 +118,14 @@ void CompleteLook(T_MsgOsdStringShow& io_record) {
 }
 
 void NoteSurprises(const T_Text& i_text, UInt32 i_u32Fields) {
-  const auto note = [](const std::string& i_szWords) {
-    std::fprintf(stderr, "osdctl: note: %s\n", i_szWords.c_str());
+  const auto note = [](const std::string& i_strWords) {
+    std::fprintf(stderr, "osdctl: note: %s\n", i_strWords.c_str());
   };
-  const std::string& szText = i_text.m_szText;
-  if (szText.size() > T_DispRecord::kLineChars)
-    note("the text has " + std::to_string(szText.size()) + " bytes; the daemon draws the first 64");
-  if (std::any_of(szText.begin(), szText.end(), [](char i_c) { return (i_c & 0x80) != 0; }))
+  const std::string& strText = i_text.m_strText;
+  if (strText.size() > T_DispRecord::kLineChars)
+    note("the text has " + std::to_string(strText.size()) +
+         " bytes; the daemon draws the first 64");
+  if (std::any_of(strText.begin(), strText.end(), [](char i_c) { return (i_c & 0x80) != 0; }))
     note("the text goes beyond ASCII; the daemon draws each of its bytes as one Latin-1 character");
   if (!(i_u32Fields & kMaskFontSize) && (i_u32Fields & (kMaskTextColour | kMaskBackground)))
     note("colours show on an element that has a size; if this one has none, add --size 32");
@@ -150,18 +150,18 @@ image): a text of it does not time out, is not drawn again by an init, and goes 
   AddTextOptions(*pCommand, *pText);
   pCommand->callback([&io_run, pCommand, pText] {
     T_MsgOsdStringShow& record = pText->m_stRecord;
-    const std::string& szText = pText->m_szText;
-    if (szText.size() > kMaxTextBytes)
-      throw CLI::ValidationError("TEXT", "it has " + std::to_string(szText.size()) +
+    const std::string& strText = pText->m_strText;
+    if (strText.size() > kMaxTextBytes)
+      throw CLI::ValidationError("TEXT", "it has " + std::to_string(strText.size()) +
                                              " bytes; a request holds " +
                                              std::to_string(kMaxTextBytes));
     record.m_u32Flag = GivenFields(*pCommand);
     CompleteLook(record);
     NoteSurprises(*pText, record.m_u32Flag);
-    record.m_u16StrLen = static_cast<UInt16>(szText.size());
-    record.m_pStr = std::make_unique<char[]>(szText.size());
-    std::copy(szText.begin(), szText.end(), record.m_pStr.get());
-    io_run.m_szWhat =
+    record.m_u16StrLen = static_cast<UInt16>(strText.size());
+    record.m_pStr = std::make_unique<char[]>(strText.size());
+    std::copy(strText.begin(), strText.end(), record.m_pStr.get());
+    io_run.m_strWhat =
         "text in " + ElementWords(record.m_u16OsdSeq) + " on " + OutputWords(record.m_u16VoutSeq);
     SetRequest(io_run, kMsgOsdStringShow, record);
   });
@@ -172,9 +172,9 @@ void AddElementChoice(CLI::App& io_command, UInt16& o_u16Element) {
   CLI::App* pGroup = io_command.add_option_group("Elements", "which ones; exactly one of these");
   AddParsed(*pGroup, {"--id", "ELEMENT", kElementTakes}, o_u16Element, ParseElement);
   AddParsed(*pGroup, {"--class", "N", "a class 0 to 254, for every element of it"}, o_u16Element,
-            [](const std::string& i_szGiven) {
-              auto value = ParseNumber(i_szGiven, 0, 254);
-              if (value) *value = *value << 8 | kEveryNumber;
+            [](const std::string& i_strGiven) {
+              auto value = ParseNumber(i_strGiven, 0, kEveryClass - 1);
+              if (value) *value = Element(static_cast<UInt8>(*value), kEveryNumber);
               return value;
             });
   pGroup->add_flag_callback(
@@ -197,8 +197,8 @@ Pictures of every class, 2 too, are hidden by osdctl image-hide.)");
   AddElementChoice(*pCommand, pRecord->m_u16OsdSeq);
   AddParsed(*pCommand, kOutput, pRecord->m_u16VoutSeq, ParseOutput);
   pCommand->callback([&io_run, pRecord] {
-    io_run.m_szWhat = "hiding of " + ElementWords(pRecord->m_u16OsdSeq) + " on " +
-                      OutputWords(pRecord->m_u16VoutSeq);
+    io_run.m_strWhat = "hiding of " + ElementWords(pRecord->m_u16OsdSeq) + " on " +
+                       OutputWords(pRecord->m_u16VoutSeq);
     SetRequest(io_run, kMsgOsdElemHide, *pRecord);
   });
 }
@@ -215,7 +215,7 @@ classes go only with --all.)");
   const auto pRecord = std::make_shared<T_MsgOsdElemDel>();
   AddElementChoice(*pCommand, pRecord->m_u16OsdSeq);
   pCommand->callback([&io_run, pRecord] {
-    io_run.m_szWhat = "deletion of " + ElementWords(pRecord->m_u16OsdSeq);
+    io_run.m_strWhat = "deletion of " + ElementWords(pRecord->m_u16OsdSeq);
     SetRequest(io_run, kMsgOsdElemDel, *pRecord);
   });
 }
@@ -229,7 +229,7 @@ void AddCalibrate(CLI::App& io_app, T_Run& io_run) {
   pCommand->add_flag_callback(
       "--end", [pRecord] { pRecord->m_u8CalibrationMode = 1; }, "leave the mode");
   pCommand->callback([&io_run, pRecord] {
-    io_run.m_szWhat =
+    io_run.m_strWhat =
         pRecord->m_u8CalibrationMode == 1 ? "end of the calibration" : "start of the calibration";
     SetRequest(io_run, kMsgOsdTouchCalibration, *pRecord);
   });

@@ -47,16 +47,16 @@ T_LayerImage ImageOf(const T_LayerHeader& i_header) {
           i_header.m_u32GlobalAlpha, i_header.m_u64Sequence, {}};
 }
 
-enum class Attempt { kDone, kTorn, kCut, kNoLayer };
+enum class EAttempt { kDone, kTorn, kCut, kNoLayer };
 
 // One try. The whole header is compared, not the sequence alone: a new set-up clears the pixels
 // without a refresh.
-Attempt TryRead(const CDescriptor& i_file, T_LayerImage* io_pImage) {
+EAttempt TryRead(const CDescriptor& i_file, T_LayerImage* io_pImage) {
   T_LayerHeader before{};
-  if (!ReadAt(i_file, &before, sizeof(before), 0)) return Attempt::kNoLayer;
-  if (before.IsBlank()) return Attempt::kDone;
-  if (!before.IsLayer() || !HasSaneGeometry(before)) return Attempt::kNoLayer;
-  if (before.m_u64Sequence % 2 != 0) return Attempt::kTorn;
+  if (!ReadAt(i_file, &before, sizeof(before), 0)) return EAttempt::kNoLayer;
+  if (before.IsBlank()) return EAttempt::kDone;
+  if (!before.IsLayer() || !HasSaneGeometry(before)) return EAttempt::kNoLayer;
+  if (before.m_u64Sequence % 2 != 0) return EAttempt::kTorn;
   LayerFence();
   std::vector<UInt32> argb = std::move(io_pImage->m_vecArgb);
   argb.resize(size_t{before.m_u32Width} * before.m_u32Height);
@@ -66,16 +66,16 @@ Attempt TryRead(const CDescriptor& i_file, T_LayerImage* io_pImage) {
   io_pImage->m_vecArgb = std::move(argb);
   LayerFence();
   T_LayerHeader after{};
-  if (!bWhole || !ReadAt(i_file, &after, sizeof(after), 0)) return Attempt::kCut;
-  return std::memcmp(&before, &after, sizeof(before)) == 0 ? Attempt::kDone : Attempt::kTorn;
+  if (!bWhole || !ReadAt(i_file, &after, sizeof(after), 0)) return EAttempt::kCut;
+  return std::memcmp(&before, &after, sizeof(before)) == 0 ? EAttempt::kDone : EAttempt::kTorn;
 }
 
-const char* Explain(Attempt i_eAttempt) {
+const char* Explain(EAttempt i_eAttempt) {
   switch (i_eAttempt) {
-    case Attempt::kTorn:
+    case EAttempt::kTorn:
       return "it was being redrawn at every try; try again, and if that does not help initialise "
              "the layer again";
-    case Attempt::kCut:
+    case EAttempt::kCut:
       return "it is shorter than its header says; initialise the layer again";
     default:
       return "it is not a layer file of the software screen; check OSD_ROOT, or make a new device "
@@ -83,19 +83,19 @@ const char* Explain(Attempt i_eAttempt) {
   }
 }
 
-std::nullopt_t CannotRead(const std::string& i_path, const std::string& i_why,
+std::nullopt_t CannotRead(const std::string& i_strPath, const std::string& i_strWhy,
                           std::string* o_pError) {
-  *o_pError = "cannot read the layer " + i_path + ": " + i_why;
+  *o_pError = "cannot read the layer " + i_strPath + ": " + i_strWhy;
   return std::nullopt;
 }
 
-UInt8 BackdropGrey(Backdrop i_eBackdrop, UInt32 i_u32X, UInt32 i_u32Y) {
-  if (i_eBackdrop == Backdrop::kBlack) return 0;
-  if (i_eBackdrop == Backdrop::kGrey) return 0x80;
+UInt8 BackdropGrey(EBackdrop i_eBackdrop, UInt32 i_u32X, UInt32 i_u32Y) {
+  if (i_eBackdrop == EBackdrop::kBlack) return 0;
+  if (i_eBackdrop == EBackdrop::kGrey) return 0x80;
   return (i_u32X / kCheckerSide + i_u32Y / kCheckerSide) % 2 == 0 ? 0x99 : 0x66;
 }
 
-T_Image Fill(UInt32 i_u32Width, UInt32 i_u32Height, Backdrop i_eBackdrop) {
+T_Image Fill(UInt32 i_u32Width, UInt32 i_u32Height, EBackdrop i_eBackdrop) {
   T_Image image{i_u32Width, i_u32Height, {}};
   image.m_vecRgb.resize(size_t{i_u32Width} * i_u32Height * kRgb);
   UInt8* pNext = image.m_vecRgb.data();
@@ -147,28 +147,28 @@ void BlendLayer(const T_LayerImage& i_layer, T_Image* io_pImage) {
 
 }  // namespace
 
-std::optional<T_LayerImage> ReadLayer(const std::string& i_path, std::string* o_pError) {
-  const CDescriptor file(open(i_path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+std::optional<T_LayerImage> ReadLayer(const std::string& i_strPath, std::string* o_pError) {
+  const CDescriptor file(open(i_strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (file.Get() < 0)
-    return CannotRead(i_path,
+    return CannotRead(i_strPath,
                       std::string(std::strerror(errno)) +
                           "; check OSD_ROOT, or make a device root with tools/device-root",
                       o_pError);
   struct stat status {};
   if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
-    return CannotRead(i_path, Explain(Attempt::kNoLayer), o_pError);
+    return CannotRead(i_strPath, Explain(EAttempt::kNoLayer), o_pError);
   T_LayerImage image{};
   if (status.st_size == 0) return image;
-  Attempt eAttempt = Attempt::kTorn;
-  for (int tries = 0; eAttempt == Attempt::kTorn && tries < kReadTries; ++tries) {
+  EAttempt eAttempt = EAttempt::kTorn;
+  for (int tries = 0; eAttempt == EAttempt::kTorn && tries < kReadTries; ++tries) {
     if (tries > 0) std::this_thread::sleep_for(kPauseBetweenTries);
     eAttempt = TryRead(file, &image);
   }
-  if (eAttempt != Attempt::kDone) return CannotRead(i_path, Explain(eAttempt), o_pError);
+  if (eAttempt != EAttempt::kDone) return CannotRead(i_strPath, Explain(eAttempt), o_pError);
   return image;
 }
 
-std::optional<T_Image> Composite(const std::vector<T_LayerImage>& i_layers, Backdrop i_eBackdrop,
+std::optional<T_Image> Composite(const std::vector<T_LayerImage>& i_layers, EBackdrop i_eBackdrop,
                                  std::string* o_pError) {
   T_Reach whole;
   for (const T_LayerImage& layer : i_layers) {
@@ -193,20 +193,20 @@ std::optional<T_Image> Composite(const std::vector<T_LayerImage>& i_layers, Back
   return image;
 }
 
-Bool WritePng(const std::string& i_path, const T_Image& i_image, std::string* o_pError) {
+Bool WritePng(const std::string& i_strPath, const T_Image& i_image, std::string* o_pError) {
   png_image header{};
   header.version = PNG_IMAGE_VERSION;
   header.width = i_image.m_u32Width;
   header.height = i_image.m_u32Height;
   header.format = PNG_FORMAT_RGB;
-  if (png_image_write_to_file(&header, i_path.c_str(), 0, i_image.m_vecRgb.data(), 0, nullptr))
+  if (png_image_write_to_file(&header, i_strPath.c_str(), 0, i_image.m_vecRgb.data(), 0, nullptr))
     return true;
-  *o_pError = "cannot write the picture " + i_path + ": " + header.message +
+  *o_pError = "cannot write the picture " + i_strPath + ": " + header.message +
               "; name a file in a folder that exists, that you may write to and that has space";
   return false;
 }
 
-Bool TakeScreenshot(const std::string& i_pngPath, Backdrop i_eBackdrop, std::string* o_pError) {
+Bool TakeScreenshot(const std::string& i_strPngPath, EBackdrop i_eBackdrop, std::string* o_pError) {
   std::vector<T_LayerImage> layers;
   for (UInt32 u32Layer = 0; u32Layer < kLayers; ++u32Layer) {
     const std::string device = "/dev/fb" + std::to_string(u32Layer);
@@ -215,5 +215,5 @@ Bool TakeScreenshot(const std::string& i_pngPath, Backdrop i_eBackdrop, std::str
     layers.push_back(std::move(*layer));
   }
   const auto image = Composite(layers, i_eBackdrop, o_pError);
-  return image && WritePng(i_pngPath, *image, o_pError);
+  return image && WritePng(i_strPngPath, *image, o_pError);
 }

@@ -11,7 +11,7 @@
 
 #include "framework/types.h"
 
-enum class Backdrop { kBlack, kGrey, kChecker };
+enum class EBackdrop { kBlack, kGrey, kChecker };
 
 struct T_LayerImage {
   Bool m_bShown;
@@ -31,16 +31,18 @@ struct T_Image {
   std::vector<UInt8> m_vecRgb;  // rows of m_u32Width * 3 bytes
 };
 
-// One layer file as it stood between two refreshes.
-std::optional<T_LayerImage> ReadLayer(const std::string& i_path, std::string* o_pError);
+// One layer file as it stood between two refreshes; an image without size for an empty one. Fails
+// when it cannot be opened, is no layer file, is cut, or was being redrawn at every of 200 tries (0.4 s).
+std::optional<T_LayerImage> ReadLayer(const std::string& i_strPath, std::string* o_pError);
 
 // The shown layers, the first one lowest. The picture reaches from the screen's origin to the
 // farthest right and bottom edge; what a layer has left of or above the origin is off the screen.
-// Fails when no shown layer reaches the screen.
-std::optional<T_Image> Composite(const std::vector<T_LayerImage>& i_layers, Backdrop i_eBackdrop,
+// Fails when no shown layer reaches the screen, and when one reaches farther than 16384 px.
+std::optional<T_Image> Composite(const std::vector<T_LayerImage>& i_layers, EBackdrop i_eBackdrop,
                                  std::string* o_pError);
 
-Bool WritePng(const std::string& i_path, const T_Image& i_image, std::string* o_pError);
+// Writes i_image as an RGB PNG, in place of what i_strPath names. Fails as the file system does.
+Bool WritePng(const std::string& i_strPath, const T_Image& i_image, std::string* o_pError);
 
-// All of the above for the layers 0 to 7 of this build's device root, into the file i_pngPath.
-Bool TakeScreenshot(const std::string& i_pngPath, Backdrop i_eBackdrop, std::string* o_pError);
+// All of the above for the layers 0 to 7 of this build's device root, into the file i_strPngPath.
+Bool TakeScreenshot(const std::string& i_strPngPath, EBackdrop i_eBackdrop, std::string* o_pError);

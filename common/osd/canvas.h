@@ -1,12 +1,13 @@
-// The surface that is drawn on. Pixels are ARGB8888 in native 32-bit words (alpha in bits 24 to
-// 31), rows follow one another without padding. A rectangle includes its left and top edge and
-// excludes its right and bottom edge; the functions below want it to lie within the canvas.
+// The surface that is drawn on; no state, any thread. Pixels are ARGB8888 in native 32-bit words
+// (alpha in bits 24 to 31), rows follow one another without padding. A rectangle includes its left
+// and top edge and excludes its right and bottom edge; the functions below want it to lie within
+// the canvas.
 #pragma once
 
 #include <algorithm>
 #include <cstring>
 
-#include "framework/types.h"
+#include "common/osd/pictures/extent.h"
 
 struct T_Rect {
   UInt32 m_u32X = 0;  // px
@@ -18,13 +19,14 @@ struct T_Rect {
   bool operator==(const T_Rect&) const = default;
 };
 
-// Borrowed memory: whoever made it owns it.
+// The pixels are borrowed: they belong to the layer, or to whoever else made them.
 struct T_Canvas {
   UInt32* m_pPixels = nullptr;
   UInt32 m_u32W = 0;  // px; also the distance from row to row
   UInt32 m_u32H = 0;
 
   UInt32* Row(UInt32 i_u32Y) const { return m_pPixels + size_t{i_u32Y} * m_u32W; }
+  T_Extent Extent() const { return {m_u32W, m_u32H}; }
   T_Rect Whole() const { return {0, 0, m_u32W, m_u32H}; }
 };
 
@@ -33,15 +35,6 @@ inline void ClearRect(const T_Canvas& i_canvas, const T_Rect& i_rect) {
   for (UInt32 row = 0; row < i_rect.m_u32H; ++row)
     std::memset(i_canvas.Row(i_rect.m_u32Y + row) + i_rect.m_u32X, 0,
                 size_t{i_rect.m_u32W} * sizeof(UInt32));
-}
-
-// The pixels of i_from, a part of i_source, into i_to, a part of the same size of i_target.
-inline void CopyRect(const T_Canvas& i_source, const T_Rect& i_from, const T_Canvas& i_target,
-                     const T_Rect& i_to) {
-  for (UInt32 row = 0; row < i_from.m_u32H; ++row)
-    std::memcpy(i_target.Row(i_to.m_u32Y + row) + i_to.m_u32X,
-                i_source.Row(i_from.m_u32Y + row) + i_from.m_u32X,
-                size_t{i_from.m_u32W} * sizeof(UInt32));
 }
 
 // What lies in both.

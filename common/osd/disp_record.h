@@ -5,16 +5,7 @@
 #include <cstddef>
 
 #include "framework/types.h"
-
-// m_u32Mask: which fields of an update are valid.
-enum : UInt32 {
-  kMaskPosition = 0x01,
-  kMaskFontSize = 0x02,
-  kMaskTextColour = 0x04,
-  kMaskBackground = 0x08,
-  kMaskText = 0x10,
-  kMaskForever = 0x20
-};
+#include "protocol/element.h"
 
 struct T_DispRecord {
   static constexpr UInt32 kMaxLines = 34;
@@ -23,17 +14,15 @@ struct T_DispRecord {
   static constexpr UInt32 kMaxPath = kMaxLines * kLineSize - 1;  // bytes, without the NUL
   static constexpr UInt32 kKindText = 0;
   static constexpr UInt32 kKindIcon = 1;
-  static constexpr UInt32 kImageClass = 2;
   static constexpr UInt16 kForever = 0xFFFF;
   static constexpr UInt16 kTimedSeconds = 10;
-  static constexpr UInt16 kAllOutputs = 255;
   static constexpr UInt32 kDefaultBackground = 0x3F616161;
 
   UInt32 m_u32Source;    // sender's module number
-  UInt32 m_u32Mask;      // kMask...
-  UInt16 m_u16VoSeq;     // video output; kAllOutputs = every one
+  UInt32 m_u32Mask;      // kMask...: which fields of an update are valid
+  UInt16 m_u16VoSeq;     // video output; kEveryOutput = every one
   UInt32 m_u32Kind;      // kKindText or kKindIcon
-  UInt16 m_u16Seq;       // identity: high byte class, low byte number within the class
+  UInt16 m_u16Seq;       // identity, see protocol/element.h
   UInt16 m_u16Time;      // seconds left; kForever; 0 = expired
   UInt8 m_u8Hide;        // 1 = not drawn now
   UInt32 m_u32Id;        // identity of the commands that go by source and id
@@ -50,11 +39,11 @@ struct T_DispRecord {
   UInt32 m_u32TextColour;  // ARGB8888
   UInt32 m_u32Background;  // ARGB8888
 
-  UInt32 Class() const { return m_u16Seq >> 8; }
+  UInt8 Class() const { return ElementClass(m_u16Seq); }
   Bool IsIcon() const { return m_u32Kind == kKindIcon; }
   const char* Path() const { return m_aText[0]; }
   Bool IsOn(SInt32 i_s32VoDev) const {
-    return m_u16VoSeq == kAllOutputs || m_u16VoSeq == i_s32VoDev;
+    return m_u16VoSeq == kEveryOutput || m_u16VoSeq == i_s32VoDev;
   }
   // Whether a new layer of that output shows it again: not what is on every output.
   Bool ComesBackOn(SInt32 i_s32VoDev) const {

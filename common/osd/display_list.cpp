@@ -8,35 +8,33 @@
 
 namespace {
 
-// Tested with "above": the list holds one item more than this.
+// A request is refused when there are more items than this, so the list holds up to 65.
 constexpr UInt32 kCapacity = 64;
-constexpr UInt32 kEvery = 255;
-constexpr UInt16 kEverySeq = 0xFFFF;
 
-constexpr UInt32 kCancelClasses[] = {1, 3, 4};
-constexpr UInt32 kDeleteClasses[] = {1, 3, 4, 5};
+constexpr UInt8 kCancelClasses[] = {1, 3, 4};
+constexpr UInt8 kDeleteClasses[] = {1, 3, 4, 5};
 
-// A request's seq against the items that it may mean.
+// Tells which items the seq of a request stands for.
 template <size_t kCount>
 class CSeqMatch {
  public:
-  CSeqMatch(UInt16 i_u16Seq, const UInt32 (&i_aClasses)[kCount])
+  CSeqMatch(UInt16 i_u16Seq, const UInt8 (&i_aClasses)[kCount])
       : m_u16Seq(i_u16Seq), m_aClasses(i_aClasses) {}
 
-  Bool EveryNumber() const { return (m_u16Seq & 0xFF) == kEvery; }
+  Bool EveryNumber() const { return ElementNumber(m_u16Seq) == kEveryNumber; }
   Bool IsCandidate(const T_DispRecord& i_item) const {
     return EveryNumber() || i_item.m_u16Seq == m_u16Seq;
   }
   Bool HasClass(const T_DispRecord& i_item) const {
-    const UInt32 u32Class = m_u16Seq >> 8;
-    if (u32Class == kEvery) return true;
-    return u32Class == i_item.Class() && std::find(std::begin(m_aClasses), std::end(m_aClasses),
-                                                   u32Class) != std::end(m_aClasses);
+    const UInt8 u8Class = ElementClass(m_u16Seq);
+    if (u8Class == kEveryClass) return true;
+    return u8Class == i_item.Class() &&
+           std::find(std::begin(m_aClasses), std::end(m_aClasses), u8Class) != std::end(m_aClasses);
   }
 
  private:
   UInt16 m_u16Seq;
-  const UInt32 (&m_aClasses)[kCount];
+  const UInt8 (&m_aClasses)[kCount];
 };
 
 void ClampLines(T_DispRecord& io_item) {
@@ -59,12 +57,13 @@ Bool CDisplayList::HasRoom() const {
   return false;
 }
 
-// A text in whose place an icon is to come goes like that icon: by a repaint, not by clearing cells.
+// A text that waits to be replaced by an icon is erased as that icon would be: what it covers is
+// painted anew, and its cells are not cleared.
 void CDisplayList::EraseShown(T_Item& io_item) {
   if (io_item.Record().IsIcon())
     m_pPainter->Move(io_item, {});
   else if (io_item.Record().m_u8Hide == 0)
-    m_pPainter->ChangeText(io_item, kModeErase);
+    m_pPainter->ChangeText(io_item, EDrawMode::kErase);
 }
 
 void CDisplayList::Hide(T_Item& io_item) {
@@ -74,10 +73,11 @@ void CDisplayList::Hide(T_Item& io_item) {
   io_item.m_stWanted.m_stRecord.m_u8Hide = 1;
 }
 
-// The item that i_record is about, as it is from now on. An icon becomes a text as a whole.
-CDisplayList::T_List::iterator CDisplayList::Merge(T_List::iterator i_found,
-                                                   const T_DispRecord& i_record, Bool i_bAllLines) {
-  if (i_found == m_listDispInfo.end()) return m_listDispInfo.insert(i_found, T_Item(i_record));
+// The item that i_record is about, new or with i_record merged into it. An icon that becomes a text
+// takes over the whole record.
+T_ItemList::iterator CDisplayList::Merge(T_ItemList::iterator i_found, const T_DispRecord& i_record,
+                                         Bool i_bAllLines) {
+  if (i_found == m_listDispInfo.end()) return m_listDispInfo.emplace(i_found, i_record);
   T_DispRecord& stored = i_found->m_stWanted.m_stRecord;
   if (stored.IsIcon()) {
     EraseShown(*i_found);
@@ -91,22 +91,21 @@ CDisplayList::T_List::iterator CDisplayList::Merge(T_List::iterator i_found,
   return i_found;
 }
 
-EOutcome CDisplayList::DrawText(T_List::iterator i_item, Bool i_bNew) {
+EOutcome CDisplayList::DrawText(T_ItemList::iterator i_item, Bool i_bNew) {
   ClampLines(i_item->m_stWanted.m_stRecord);
-  const Bool bDrawn = m_pPainter->ChangeText(*i_item, kModeDraw);
-  if (m_pPainter->Restore(&*i_item) && bDrawn) return EOutcome::kShown;
+  if (m_pPainter->ShowText(*i_item)) return EOutcome::kShown;
   if (m_pPainter->HasBackground())
     LOG_ERROR("REFRESH <%s> disp failed!", i_item->Record().m_aText[0]);
   return DropIfGone(i_item, i_bNew ? EOutcome::kGone : EOutcome::kFailed);
 }
 
-EOutcome CDisplayList::DropIfGone(T_List::iterator i_item, EOutcome i_eOutcome) {
+EOutcome CDisplayList::DropIfGone(T_ItemList::iterator i_item, EOutcome i_eOutcome) {
   if (i_eOutcome == EOutcome::kGone) m_listDispInfo.erase(i_item);
   return i_eOutcome;
 }
 
-EOutcome CDisplayList::ShowIcon(T_List::iterator i_found, const T_DispRecord& i_record) {
-  if (i_found == m_listDispInfo.end()) i_found = m_listDispInfo.insert(i_found, T_Item(i_record));
+EOutcome CDisplayList::ShowIcon(T_ItemList::iterator i_found, const T_DispRecord& i_record) {
+  if (i_found == m_listDispInfo.end()) i_found = m_listDispInfo.emplace(i_found, i_record);
   m_objIcons.Request(*i_found, i_record);
   return DropIfGone(i_found, m_objIcons.Close(*i_found));
 }
@@ -125,32 +124,31 @@ EOutcome CDisplayList::Show(const T_DispRecord& i_record) {
   return DrawText(item, bNew);
 }
 
-CDisplayList::T_List::iterator CDisplayList::FindById(const T_DispRecord& i_record) {
+T_ItemList::iterator CDisplayList::FindById(const T_DispRecord& i_record) {
   return std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
     return i_item.Record().m_u32Source == i_record.m_u32Source &&
            i_item.Record().m_u32Id == i_record.m_u32Id;
   });
 }
 
-EOutcome CDisplayList::ShowById(const T_DispRecord& i_record) {
-  T_DispRecord record = i_record;
-  LOG_INFO("osd disp src<%d>,id<%d>,pos<%d>,rect<%d,%d,%d,%d>,line<%d>", record.m_u32Source,
-           record.m_u32Id, record.m_u32Position, record.m_u32X, record.m_u32Y, record.m_u32W,
-           record.m_u32H, record.m_u16Line);
-  ClampLines(record);
-  for (UInt32 line = 0; line < record.m_u16Line; ++line)
-    LOG_INFO("osd disp info<%d:%s>", line, record.m_aText[line]);
-  const auto found = FindById(record);
-  if (record.IsIcon()) return ShowIcon(found, record);
+EOutcome CDisplayList::ShowById(T_DispRecord& io_record) {
+  LOG_INFO("osd disp src<%d>,id<%d>,pos<%d>,rect<%d,%d,%d,%d>,line<%d>", io_record.m_u32Source,
+           io_record.m_u32Id, io_record.m_u32Position, io_record.m_u32X, io_record.m_u32Y,
+           io_record.m_u32W, io_record.m_u32H, io_record.m_u16Line);
+  ClampLines(io_record);
+  for (UInt32 line = 0; line < io_record.m_u16Line; ++line)
+    LOG_INFO("osd disp info<%d:%s>", line, io_record.m_aText[line]);
+  const auto found = FindById(io_record);
+  if (io_record.IsIcon()) return ShowIcon(found, io_record);
   const Bool bNew = found == m_listDispInfo.end();
-  return DrawText(Merge(found, record, true), bNew);
+  return DrawText(Merge(found, io_record, true), bNew);
 }
 
-void CDisplayList::Cancel(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
-  LOG_INFO("osd cancel disp voseq<%#x> osdseq<%#x>", i_u16VoSeq, i_u16Seq);
+void CDisplayList::Cancel(UInt16 i_u16Output, UInt16 i_u16Seq) {
+  LOG_INFO("osd cancel disp voseq<%#x> osdseq<%#x>", i_u16Output, i_u16Seq);
   const CSeqMatch match(i_u16Seq, kCancelClasses);
   for (T_Item& item : m_listDispInfo) {
-    if (item.Record().m_u16VoSeq != i_u16VoSeq || !match.IsCandidate(item.Record())) continue;
+    if (item.Record().m_u16VoSeq != i_u16Output || !match.IsCandidate(item.Record())) continue;
     if (match.HasClass(item.Record())) Hide(item);
     if (!match.EveryNumber()) return;
   }
@@ -167,7 +165,8 @@ void CDisplayList::CancelById(const T_DispRecord& i_record) {
     LOG_INFO("osd cancel disp info<%d:%s>", line, i_record.m_aText[line]);
   const auto found = FindById(i_record);
   if (found == m_listDispInfo.end()) return;
-  // The identity decides; a text that is not the stored one is only reported.
+  // Source and id decide; that the text is another one is only told. "calcel" is on purpose: field
+  // reports are searched for it.
   for (UInt32 line = 0; line < u32Lines; ++line)
     if (std::strcmp(i_record.m_aText[line], found->Record().m_aText[line]) != 0)
       LOG_ERROR("calcel osd disp new<%s> != old<%s>, idx = %d", i_record.m_aText[line],
@@ -175,20 +174,20 @@ void CDisplayList::CancelById(const T_DispRecord& i_record) {
   Hide(*found);
 }
 
-void CDisplayList::HideIcons(UInt16 i_u16VoSeq, UInt16 i_u16Seq) {
+void CDisplayList::HideIcons(UInt16 i_u16Output, UInt16 i_u16Seq) {
   const auto means = [=](const T_DispRecord& i_record) {
-    return i_record.IsIcon() && (i_u16Seq == kEverySeq || i_record.m_u16Seq == i_u16Seq) &&
-           (i_u16VoSeq == T_DispRecord::kAllOutputs || i_record.m_u16VoSeq == i_u16VoSeq);
+    return i_record.IsIcon() && (i_u16Seq == kEveryElement || i_record.m_u16Seq == i_u16Seq) &&
+           (i_u16Output == kEveryOutput || i_record.m_u16VoSeq == i_u16Output);
   };
   for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end();) {
     const auto current = item++;
     if (!means(current->Record())) continue;
     Hide(*current);
-    if (current->Record().Class() == T_DispRecord::kImageClass) m_listDispInfo.erase(current);
+    if (current->Record().Class() == kImageClass) m_listDispInfo.erase(current);
   }
 }
 
-// The pixels of a request that waits take the place of those before it, which go now.
+// The pixels of an icon that waits will stay when they come; what it replaces is erased now.
 void CDisplayList::HideAll() {
   for (T_Item& item : m_listDispInfo)
     if (!item.m_vecBefore.empty()) EraseShown(item);
@@ -208,7 +207,7 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
     if (!match.IsCandidate(current->Record())) continue;
     if (match.HasClass(current->Record())) {
       Hide(*current);
-      m_objIcons.Settle(*current);  // a hidden one may still wait for pixels that it is to leave
+      m_objIcons.Settle(*current);  // hidden by HideAll, it may still wait for its pictures
       m_listDispInfo.erase(current);
     }
     if (!match.EveryNumber()) break;
@@ -216,37 +215,37 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
   LOG_INFO("m_listDispInfo.size=%u", Size());
 }
 
-// A text in whose place an icon is to come is seen until then, and its time goes on.
+// The time of a text runs on while it waits to be replaced by an icon.
 void CDisplayList::HandleTimerMsg() {
   for (T_Item& item : m_listDispInfo) {
     T_DispRecord& record = item.Shown().m_stRecord;
-    if (record.Class() == T_DispRecord::kImageClass || record.m_u16Time == 0 ||
+    if (record.Class() == kImageClass || record.m_u16Time == 0 ||
         record.m_u16Time == T_DispRecord::kForever)
       continue;
     if (--record.m_u16Time != 0) continue;
     if (item.Record().IsIcon())
       m_pPainter->Move(item, {});
     else
-      m_pPainter->ChangeText(item, kModeErase);
+      m_pPainter->ChangeText(item, EDrawMode::kErase);
     record.m_u8Hide = 1;
     LOG_INFO("HandleTimerMsg voseq<%#x> str<%s> time<%d> hide<%d>", record.m_u16VoSeq,
              record.m_aText[0], record.m_u16Time, record.m_u8Hide);
   }
 }
 
-void CDisplayList::DisplayDisInfoList(SInt32 i_s32VoDev) {
+void CDisplayList::DisplayDisInfoList(SInt32 i_s32Output) {
   LOG_INFO("DisplayDisInfoList: size<%u>", Size());
   for (T_Item& item : m_listDispInfo) {
-    m_objIcons.LayerCame(item, i_s32VoDev);
+    m_objIcons.LayerCame(item, i_s32Output);
     T_DispRecord& shown = item.Shown().m_stRecord;
-    if (shown.IsIcon() || !shown.ComesBackOn(i_s32VoDev)) continue;
-    if (!item.Record().IsIcon()) m_pPainter->ChangeText(item, kModeDraw);
+    if (shown.IsIcon() || !shown.ComesBackOn(i_s32Output)) continue;
+    if (!item.Record().IsIcon()) m_pPainter->ChangeText(item, EDrawMode::kDraw);
     if (shown.m_u16Time < T_DispRecord::kForever) shown.m_u16Time = T_DispRecord::kTimedSeconds;
   }
 }
 
-void CDisplayList::LayerGone(SInt32 i_s32VoDev) {
-  for (T_Item& item : m_listDispInfo) m_objIcons.LayerGone(item, i_s32VoDev);
+void CDisplayList::LayerGone(SInt32 i_s32Output) {
+  for (T_Item& item : m_listDispInfo) m_objIcons.LayerGone(item, i_s32Output);
 }
 
 void CDisplayList::Take(const T_PictureResult& i_result) {
@@ -256,7 +255,7 @@ void CDisplayList::Take(const T_PictureResult& i_result) {
   if (found != m_listDispInfo.end()) DropIfGone(found, m_objIcons.Take(*found, i_result));
 }
 
-CDisplayList::T_List::iterator CDisplayList::FindOldestOpen() {
+T_ItemList::iterator CDisplayList::FindOldestOpen() {
   auto oldest = m_listDispInfo.end();
   for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end(); ++item)
     if (m_objIcons.IsOpen(*item) && (oldest == m_listDispInfo.end() ||

@@ -1,5 +1,6 @@
 // The font's file, as FreeType reads it: through a descriptor and never mapped into memory, so that
-// a file that is cut while it is in use is an error of FreeType's and no signal. Used by one thread.
+// a file that is cut while it is in use makes FreeType fail instead of the process. Owned by the
+// glyphs; used under the renderer's mutexes.
 #pragma once
 
 #include <ft2build.h>
@@ -14,14 +15,15 @@
 
 class CFontFile {
  public:
-  // What is missing or no regular file reads as an empty one; nothing is waited for.
+  // Opens the file. One that is missing, or is no regular file, reads as empty; a pipe is not
+  // waited for.
   explicit CFontFile(std::string i_strPath);
   CFontFile(const CFontFile&) = delete;
   CFontFile& operator=(const CFontFile&) = delete;
 
-  // Whether it is as it was when it was opened, so that all that was read belongs together.
+  // Whether nobody wrote to the file since it was opened: what was read from it belongs together.
   Bool IsUnchanged() const;
-  // Whether its path leads to it still, and it is unchanged.
+  // Whether the path still leads to this file, and nobody wrote to it.
   Bool IsCurrent() const;
 
   // Good as long as this object.
@@ -33,7 +35,8 @@ class CFontFile {
     std::vector<UInt8> m_vecBytes;  // fewer than kBlockBytes at the end of the file
   };
 
-  // As FreeType wants it: how many bytes were read; for a count of 0 not 0 where nothing can be.
+  // As FreeType asks for it: returns how many bytes were read. A count of 0 only asks whether
+  // i_offset lies within the file: 0 means that it does.
   static unsigned long Read(FT_StreamRec* i_pStream, unsigned long i_offset, UInt8* o_pBytes,
                             unsigned long i_count);
   const T_Block& BlockAt(unsigned long i_offset);

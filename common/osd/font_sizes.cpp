@@ -5,7 +5,7 @@
 
 size_t T_FontSize::Bytes() const {
   const auto none = std::count(m_apMask.begin(), m_apMask.end(), nullptr);
-  return sizeof(*this) + (m_apMask.size() - static_cast<size_t>(none)) * MaskBytes();
+  return sizeof(*this) + (m_apMask.size() - static_cast<size_t>(none)) * m_stCell.MaskBytes();
 }
 
 T_FontSize* CFontSizes::Use(UInt32 i_u32Size) {
@@ -25,7 +25,7 @@ T_FontSize* CFontSizes::Add(UInt32 i_u32Size, SInt32 i_s32Ascender, const T_Cell
 
 UInt8* CFontSizes::AddMask(UInt8 i_u8Char, const char* i_pText) {
   T_FontSize& size = m_lstSizes.front();
-  const size_t bytes = size.MaskBytes();
+  const size_t bytes = size.m_stCell.MaskBytes();
   MakeRoom(bytes);
   if (m_bytes + bytes > kMaxBytes) KeepOnly(i_pText);
   size.m_apMask[i_u8Char] = std::make_unique<UInt8[]>(bytes);
@@ -39,7 +39,7 @@ void CFontSizes::Clear() {
   m_bytes = 0;
 }
 
-// The size in use stays.
+// Drops sizes until there is room for i_bytes more; the size in use stays.
 void CFontSizes::MakeRoom(size_t i_bytes) {
   while (m_bytes + i_bytes > kMaxBytes && m_lstSizes.size() > 1) {
     m_bytes -= m_lstSizes.back().Bytes();
@@ -48,7 +48,7 @@ void CFontSizes::MakeRoom(size_t i_bytes) {
   }
 }
 
-// Of the size in use, when there is no other.
+// Drops the masks of the size in use, the only one that is left, but for those characters.
 void CFontSizes::KeepOnly(const char* i_pText) {
   T_FontSize& size = m_lstSizes.front();
   for (UInt32 character = 0; character < size.m_apMask.size(); ++character)

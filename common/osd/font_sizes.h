@@ -1,6 +1,6 @@
-// What is kept of the font: of each pixel size that was asked for its cell, and the masks of the
-// characters that were drawn in it. All sizes together stay within a limit of bytes; what was used
-// longest ago goes first. Owned by the glyph drawer.
+// What is kept of the font: for each pixel size that was used its cell, and the masks of the
+// characters that were drawn in it. All together stay within a limit of bytes; the size that was
+// used longest ago is dropped first. Owned by the glyphs.
 #pragma once
 
 #include <array>
@@ -8,33 +8,28 @@
 #include <memory>
 #include <unordered_map>
 
-#include "common/osd/placement.h"
+#include "common/osd/cells.h"
 
-// A mask holds one byte for four pixels, bit 0 for the leftmost; rows are whole bytes, and bits
-// beyond the cell are 0.
 struct T_FontSize {
-  static constexpr UInt32 kGroup = 4;
-
-  UInt32 m_u32Size;  // px
-  SInt32 m_s32Ascender;
+  UInt32 m_u32Size;      // px
+  SInt32 m_s32Ascender;  // px from the cell's top to the base line
   T_Cell m_stCell;
   std::array<std::unique_ptr<UInt8[]>, 256> m_apMask{};  // by character
 
-  UInt32 RowBytes() const { return (m_stCell.m_u32W + kGroup - 1) / kGroup; }
-  size_t MaskBytes() const { return size_t{RowBytes()} * m_stCell.m_u32H; }
-  // With all its masks.
+  // What it takes with all its masks.
   size_t Bytes() const;
 };
 
 class CFontSizes {
  public:
-  // Makes i_u32Size the size in use, which stays until another is; null when it is not kept.
+  // Makes i_u32Size the size in use, which is not dropped; null when it is not kept. What is
+  // returned stays good until the next call of Use, Add or Clear.
   T_FontSize* Use(UInt32 i_u32Size);
-  // Makes a size the one in use that is not kept yet.
+  // Adds a size that is not kept yet, and makes it the size in use.
   T_FontSize* Add(UInt32 i_u32Size, SInt32 i_s32Ascender, const T_Cell& i_cell);
 
-  // A mask of background only for a character of the size in use that has none. The masks of the
-  // other characters of i_pText stay, if need be beyond the limit.
+  // Adds a mask, all background, for a character of the size in use that has none. Other masks may
+  // be dropped for it, but not those of the characters of i_pText, even if that exceeds the limit.
   UInt8* AddMask(UInt8 i_u8Char, const char* i_pText);
 
   void Clear();

@@ -7,27 +7,27 @@ namespace {
 
 constexpr const char* kOwnPicture = "/usr/local/share/guidescreen.png";
 constexpr const char* kOwnOverlay = "/usr/local/share/image_overlay1.png";
-// Requests that wait for their pictures on top of one another.
+// So many requests of an output are kept at most, the wanted one among them.
 constexpr size_t kMaxScreens = 4;
 
 }  // namespace
 
-const CGuide::T_Screens& CGuide::WantedOn(SInt32 i_s32VoDev) const {
-  const auto own = m_mapWanted.find(i_s32VoDev);
+const CGuide::T_Screens& CGuide::WantedOn(SInt32 i_s32Output) const {
+  const auto own = m_mapWanted.find(i_s32Output);
   return own != m_mapWanted.end() ? own->second : m_vecOthers;
 }
 
 template <class T_Change>
 void CGuide::ChangeWanted(UInt16 i_u16Output, const T_Change& i_change) {
-  if (i_u16Output != T_DispRecord::kAllOutputs) {
+  if (i_u16Output != kEveryOutput) {
     i_change(m_mapWanted.try_emplace(i_u16Output, m_vecOthers).first->second);
   } else {
-    for (auto& [s32VoDev, screens] : m_mapWanted) i_change(screens);
+    for (auto& [s32Output, screens] : m_mapWanted) i_change(screens);
     i_change(m_vecOthers);
   }
 }
 
-// The same picture, asked for again while it is being read, is read again when that is done.
+// The same picture, requested again while it is read, does not count as one more to return to.
 void CGuide::Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath) {
   const T_Screen screen{++m_u64LastNumber, i_u16Seq, i_strPath};
   ChangeWanted(i_u16Output, [&](T_Screens& io_screens) {
@@ -43,7 +43,7 @@ void CGuide::Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strP
 void CGuide::Hide(UInt16 i_u16Output, UInt16 i_u16Seq) {
   ChangeWanted(i_u16Output, [=](T_Screens& io_screens) {
     if (io_screens.empty()) return;
-    if (i_u16Seq == kWhichever || io_screens.back().m_u16Seq == i_u16Seq) io_screens.clear();
+    if (i_u16Seq == kEveryElement || io_screens.back().m_u16Seq == i_u16Seq) io_screens.clear();
   });
 }
 
@@ -54,33 +54,34 @@ void CGuide::Withdraw(T_Layer& io_layer) {
     m_pDesk->Withdraw(u64Ticket);
 }
 
-void CGuide::LayerGone(SInt32 i_s32VoDev) {
-  const auto layer = m_mapLayers.find(i_s32VoDev);
+void CGuide::LayerGone(SInt32 i_s32Output) {
+  const auto layer = m_mapLayers.find(i_s32Output);
   if (layer == m_mapLayers.end()) return;
   Withdraw(layer->second);
   m_mapLayers.erase(layer);
 }
 
 void CGuide::CloseDifference() {
-  for (const auto& [s32VoDev, unused] : m_pPainter->Layers()) {
-    const T_Screens& wanted = WantedOn(s32VoDev);
-    T_Layer& layer = m_mapLayers[s32VoDev];
+  for (const auto& [s32Output, unused] : m_pPainter->Layers()) {
+    const T_Screens& wanted = WantedOn(s32Output);
+    T_Layer& layer = m_mapLayers[s32Output];
     if (layer.m_u64Ticket != 0 && (wanted.empty() || wanted.back().m_strPath != layer.m_strAsked))
       Withdraw(layer);
     if (!wanted.empty()) continue;
     layer.m_u64Number = 0;
-    m_pPainter->SetBackground(s32VoDev, nullptr);
+    m_pPainter->SetBackground(s32Output, nullptr);
   }
   for (UInt64 number = OldestMissing(); number != 0 && m_pDesk->HasRoom(); number = OldestMissing())
     Ask(number);
   SettleWanted();
 }
 
-// The request that a layer lacks and that is not on its way to it.
+// The number of the earliest request that some layer lacks and that is not being read for it; 0
+// when there is none.
 UInt64 CGuide::OldestMissing() const {
   UInt64 u64Oldest = 0;
-  for (const auto& [s32VoDev, layer] : m_mapLayers) {
-    const T_Screens& wanted = WantedOn(s32VoDev);
+  for (const auto& [s32Output, layer] : m_mapLayers) {
+    const T_Screens& wanted = WantedOn(s32Output);
     if (wanted.empty() || layer.m_u64Ticket != 0) continue;
     const UInt64 u64Number = wanted.back().m_u64Number;
     if (u64Number == layer.m_u64Number) continue;
@@ -89,18 +90,18 @@ UInt64 CGuide::OldestMissing() const {
   return u64Oldest;
 }
 
-// One job for all layers that lack it.
+// Has the picture of that request read, in one job for all layers that lack it.
 void CGuide::Ask(UInt64 i_u64Number) {
   T_PictureJob job;
   job.m_bWholeScreen = true;
   std::vector<T_Layer*> layers;
-  for (auto& [s32VoDev, layer] : m_mapLayers) {
-    const T_Screens& wanted = WantedOn(s32VoDev);
+  for (auto& [s32Output, layer] : m_mapLayers) {
+    const T_Screens& wanted = WantedOn(s32Output);
     if (wanted.empty() || wanted.back().m_u64Number != i_u64Number || layer.m_u64Ticket != 0 ||
         layer.m_u64Number == i_u64Number)
       continue;
-    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
-    job.m_vecTargets.push_back({s32VoDev, {canvas.m_u32W, canvas.m_u32H}, {}});
+    const T_Canvas canvas = m_pPainter->Layers().at(s32Output).Canvas();
+    job.m_vecTargets.push_back({s32Output, canvas.Extent(), {}});
     layer.m_strAsked = wanted.back().m_strPath;
     layer.m_u64Asked = i_u64Number;
     layers.push_back(&layer);
@@ -117,9 +118,10 @@ void CGuide::CountAsCome(T_Screens& io_screens) {
   io_screens.back().m_bCame = true;
 }
 
-// What no layer waits for counts as come. What is wanted as on the others needs no entry then.
+// A screen that no layer lacks has come. Outputs that want the same as all others then need no
+// entry of their own.
 void CGuide::SettleWanted() {
-  ChangeWanted(T_DispRecord::kAllOutputs, [this](T_Screens& io_screens) {
+  ChangeWanted(kEveryOutput, [this](T_Screens& io_screens) {
     if (io_screens.empty() || io_screens.back().m_bCame) return;
     const UInt64 u64Number = io_screens.back().m_u64Number;
     if (std::none_of(m_mapLayers.begin(), m_mapLayers.end(), [&](const auto& i_entry) {
@@ -132,35 +134,35 @@ void CGuide::SettleWanted() {
   std::erase_if(m_mapWanted, [&](const auto& i_entry) { return i_entry.second == m_vecOthers; });
 }
 
-// One that came once stays wanted: it is seen where it lies, and a new layer asks for it.
+// A screen that came once stays wanted: some layer shows it, and a new one asks for it again.
 void CGuide::Fail(UInt64 i_u64Number) {
-  ChangeWanted(T_DispRecord::kAllOutputs, [=](T_Screens& io_screens) {
+  ChangeWanted(kEveryOutput, [=](T_Screens& io_screens) {
     std::erase_if(io_screens, [=](const T_Screen& i_screen) {
       return !i_screen.m_bCame && i_screen.m_u64Number == i_u64Number;
     });
   });
 }
 
-// What was asked for again meanwhile, the same picture, has come, too.
+// A later request for the same picture is answered as well.
 void CGuide::Come(const std::string& i_strPath) {
-  ChangeWanted(T_DispRecord::kAllOutputs, [&](T_Screens& io_screens) {
+  ChangeWanted(kEveryOutput, [&](T_Screens& io_screens) {
     if (!io_screens.empty() && io_screens.back().m_strPath == i_strPath) CountAsCome(io_screens);
   });
 }
 
 Bool CGuide::Take(const T_PictureResult& i_result) {
-  const Bool bGood = i_result.m_stLoaded.m_strError.empty();
   const T_Layer* pAsked = nullptr;
-  for (auto& [s32VoDev, layer] : m_mapLayers) {
+  for (auto& [s32Output, layer] : m_mapLayers) {
     if (layer.m_u64Ticket != i_result.m_u64Ticket) continue;
     pAsked = &layer;
     layer.m_u64Ticket = 0;
     layer.m_u64Number = layer.m_u64Asked;
-    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
-    if (bGood) m_pPainter->SetBackground(s32VoDev, i_result.For(s32VoDev, canvas));
+    const T_Canvas canvas = m_pPainter->Layers().at(s32Output).Canvas();
+    if (i_result.m_loaded)
+      m_pPainter->SetBackground(s32Output, i_result.For(s32Output, canvas.Extent()));
   }
   if (pAsked == nullptr) return false;
-  if (bGood)
+  if (i_result.m_loaded)
     Come(pAsked->m_strAsked);
   else
     Fail(pAsked->m_u64Asked);

@@ -1,5 +1,5 @@
-// The guide screen: a picture behind everything on an output, or on each. It outlives the layers,
-// and a layer that is set up anew gets it again. Owned by the renderer and used under its mutexes.
+// The guide screen: a picture behind everything else on one output, or on all. It outlives the
+// layers: one that is set up anew shows it again. Owned by the renderer and used under its mutexes.
 #pragma once
 
 #include <map>
@@ -7,56 +7,57 @@
 #include <vector>
 
 #include "common/osd/painter.h"
-#include "common/osd/picture_desk.h"
+#include "common/osd/pictures/desk.h"
 
 class CGuide {
  public:
-  static constexpr UInt16 kWhichever = 0xFFFF;
-
   // Both are borrowed for life.
   CGuide(CPainter* io_pPainter, CPictureDesk* io_pDesk)
       : m_pPainter(io_pPainter), m_pDesk(io_pDesk) {}
 
-  // Shows the picture i_strPath, or when that is empty the device's own, on output i_u16Output
-  // (T_DispRecord::kAllOutputs: on every one, also those to come) as soon as it has been read.
-  // Until then, and when it cannot be read, what is there stays; but whatever follows takes it as
-  // if it were there already.
+  // Has the picture i_strPath (when that is empty, the device's own) shown on output i_u16Output
+  // (kEveryOutput: on all, also those that get a layer later) as soon as it has been
+  // read. Until then the screen before it stays, and for good when it cannot be read; but later
+  // requests treat it as if it were there already. CloseDifference has it read.
   void Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath);
 
-  // Takes it away where it is wanted as i_u16Seq (kWhichever: any).
+  // On that output, or on all: nothing is wanted any more where the latest Show had i_u16Seq.
+  // CloseDifference takes it away.
   void Hide(UInt16 i_u16Output, UInt16 i_u16Seq);
 
-  // The layer of i_s32VoDev is gone. One that is new gets its screen from CloseDifference.
-  void LayerGone(SInt32 i_s32VoDev);
+  // The layer of i_s32Output is gone: nothing is read for it any more.
+  void LayerGone(SInt32 i_s32Output);
 
-  // Compares what is wanted with what lies on the layers, takes away what is not wanted, and asks
-  // for what is missing while there is room. After every request, result and new layer.
+  // Compares what is wanted with what lies on the layers: takes away what is not wanted, and asks
+  // for pictures that are missing while there is room. To be called after every request, result
+  // and new layer.
   void CloseDifference();
 
-  // Puts what has been read behind everything; false when it is not for the guide.
+  // Puts the pictures of i_result behind everything on their layers. When they could not be read
+  // (logged), the screen before them is wanted again. False when no guide screen waits for it.
   Bool Take(const T_PictureResult& i_result);
 
  private:
   struct T_Screen {
-    UInt64 m_u64Number;  // later requests have greater ones
+    UInt64 m_u64Number;  // of the request; counted up
     UInt16 m_u16Seq;
     std::string m_strPath;  // empty = the device's own
-    Bool m_bCame = false;   // it has been read, or nothing had to be
+    Bool m_bCame = false;   // it has been read, or no layer needs it
 
     bool operator==(const T_Screen&) const = default;
   };
-  // The last one is wanted. Those before it stay when it cannot be read; only the first of them may
-  // have come. Empty: none is wanted.
+  // The last one is wanted; those before it are what to return to when it cannot be read, and wait
+  // themselves, but maybe for the first. Empty: none is wanted.
   using T_Screens = std::vector<T_Screen>;
-  // What lies on a layer, and what is on its way there.
+  // What lies on a layer, and what is being read for it.
   struct T_Layer {
-    UInt64 m_u64Number = 0;  // of the request that is done with, 0 = none
-    UInt64 m_u64Ticket = 0;  // layers that were asked for together share it
-    UInt64 m_u64Asked = 0;
-    std::string m_strAsked;  // its path
+    UInt64 m_u64Number = 0;  // of the last request that was answered here, well or not; 0 = none
+    UInt64 m_u64Ticket = 0;  // of what is being read, 0 = nothing; layers may share it
+    UInt64 m_u64Asked = 0;   // the number of the request that it was asked for
+    std::string m_strAsked;  // and its path
   };
 
-  const T_Screens& WantedOn(SInt32 i_s32VoDev) const;
+  const T_Screens& WantedOn(SInt32 i_s32Output) const;
   template <class T_Change>
   void ChangeWanted(UInt16 i_u16Output, const T_Change& i_change);
   void Withdraw(T_Layer& io_layer);
@@ -70,7 +71,7 @@ class CGuide {
   CPainter* const m_pPainter;
   CPictureDesk* const m_pDesk;
   UInt64 m_u64LastNumber = 0;
-  // Of outputs on which something else is wanted than on all others, by their 8-bit numbers.
+  // What is wanted, by output, where that is not the same as on m_vecOthers, all other outputs.
   std::map<SInt32, T_Screens> m_mapWanted;
   T_Screens m_vecOthers;
   std::map<SInt32, T_Layer> m_mapLayers;

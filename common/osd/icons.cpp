@@ -11,12 +11,12 @@ namespace {
 // px; far beyond any canvas.
 constexpr SInt64 kMaxScaledSide = 1 << 20;
 
-// A side that was asked for is never lost to rounding.
+// A side that was asked for has 1 px at least; 0 stays 0, which means that it was not asked for.
 UInt32 ScaledSide(UInt32 i_u32Asked, SInt64 i_s64Px) {
   return i_u32Asked == 0 ? 0 : static_cast<UInt32>(std::clamp<SInt64>(i_s64Px, 1, kMaxScaledSide));
 }
 
-// From the icon's left or top edge to the canvas's right or bottom edge.
+// The px from the icon's left or top edge to the canvas's right or bottom edge.
 UInt32 RoomBehind(SInt64 i_s64Edge, UInt32 i_u32Canvas) {
   return static_cast<UInt32>(std::max<SInt64>(i_u32Canvas - i_s64Edge, 0));
 }
@@ -28,7 +28,7 @@ T_WantedSize WantedSize(const T_DispRecord& i_record, const T_Canvas& i_canvas) 
            RoomBehind(DownGrid(i_record.m_u32Y, i_canvas), i_canvas.m_u32H)}};
 }
 
-// Within the canvas; empty when the icon lies outside.
+// Where the icon is seen: cut at the canvas's edges, and empty when it lies outside.
 T_Rect IconRect(const T_DispRecord& i_record, const T_Canvas& i_canvas, const CPicture& i_picture) {
   const T_Extent room = WantedSize(i_record, i_canvas).m_stRoom;
   return {i_canvas.m_u32W - room.m_u32W, i_canvas.m_u32H - room.m_u32H,
@@ -36,7 +36,7 @@ T_Rect IconRect(const T_DispRecord& i_record, const T_Canvas& i_canvas, const CP
           std::min(room.m_u32H, i_picture.Extent().m_u32H)};
 }
 
-// Requests that wait for their pictures on top of one another.
+// So many earlier requests of an item are kept at most.
 constexpr size_t kMaxBefore = 4;
 
 Bool IsSamePicture(const T_DispRecord& i_a, const T_DispRecord& i_b) {
@@ -44,12 +44,13 @@ Bool IsSamePicture(const T_DispRecord& i_a, const T_DispRecord& i_b) {
          std::strcmp(i_a.Path(), i_b.Path()) == 0;
 }
 
-// What is kept for the case that the pictures of a later request cannot be had. Of very many that
-// wait the oldest is forgotten, but not the one that is shown.
+// Keeps the present request for the case that the pictures of the next one cannot be read. Of too
+// many the oldest is dropped, but not the one that is shown.
 void KeepBefore(T_Item& io_item) {
   T_Request& wanted = io_item.m_stWanted;
   if (!wanted.m_stRecord.IsIcon())
-    for (const T_Drawn& drawn : io_item.m_vecDrawn) wanted.m_vecOutputs.push_back(drawn.m_s32VoDev);
+    for (const T_Drawn& drawn : io_item.m_vecDrawn)
+      wanted.m_vecOutputs.push_back(drawn.m_s32Output);
   auto& before = io_item.m_vecBefore;
   before.push_back(wanted);
   if (before.size() > kMaxBefore) before.erase(before.begin() + (before[0].m_bCame ? 1 : 0));
@@ -59,35 +60,34 @@ void KeepBefore(T_Item& io_item) {
 
 void CIcons::Withdraw(T_Item& io_item) { m_pDesk->Withdraw(std::exchange(io_item.m_u64Ticket, 0)); }
 
-// A peer that asks again and again, faster than a picture can be read, gets what is under way, and
-// then the picture as it is by then.
+// A peer may ask for the same picture again and again, faster than it can be read. So a picture
+// that is being read is not given up for the same one; it is shown, and then read once more.
 void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
   T_Request request(i_record);
   request.m_stRecord.m_u8Hide = 0;
   request.m_u64Number = ++m_u64LastNumber;
-  for (const auto& [s32VoDev, layer] : m_pPainter->Layers())
-    if (i_record.IsOn(s32VoDev)) request.m_vecOutputs.push_back(s32VoDev);
+  for (const auto& [s32Output, layer] : m_pPainter->Layers())
+    if (i_record.IsOn(s32Output)) request.m_vecOutputs.push_back(s32Output);
   const Bool bSame = IsSamePicture(io_item.Record(), i_record);
   if (!bSame) Withdraw(io_item);
   if (!bSame || io_item.m_stWanted.m_bCame) KeepBefore(io_item);
   io_item.m_stWanted = std::move(request);
 }
 
-// A layer where it is wanted and not drawn, unless it lies outside the canvas.
-Bool CIcons::IsMissingOn(const T_Item& i_item, SInt32 i_s32VoDev) const {
-  const T_Drawn* const pDrawn = i_item.On(i_s32VoDev);
+// Whether the wanted picture still has to be drawn on that layer; not when it lies outside.
+Bool CIcons::IsMissingOn(const T_Item& i_item, SInt32 i_s32Output) const {
+  const T_Drawn* const pDrawn = i_item.On(i_s32Output);
   if (pDrawn != nullptr && pDrawn->m_u64Number == i_item.m_stWanted.m_u64Number) return false;
-  const T_Canvas canvas = m_pPainter->Layers().at(i_s32VoDev).Canvas();
+  const T_Canvas canvas = m_pPainter->Layers().at(i_s32Output).Canvas();
   return WantedSize(i_item.Record(), canvas).m_stRoom.Pixels() != 0;
 }
 
 std::vector<T_PictureJob::T_Target> CIcons::Missing(const T_Item& i_item) const {
   std::vector<T_PictureJob::T_Target> missing;
-  for (const SInt32 s32VoDev : i_item.m_stWanted.m_vecOutputs) {
-    if (!IsMissingOn(i_item, s32VoDev)) continue;
-    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
-    missing.push_back(
-        {s32VoDev, {canvas.m_u32W, canvas.m_u32H}, WantedSize(i_item.Record(), canvas)});
+  for (const SInt32 s32Output : i_item.m_stWanted.m_vecOutputs) {
+    if (!IsMissingOn(i_item, s32Output)) continue;
+    const T_Canvas canvas = m_pPainter->Layers().at(s32Output).Canvas();
+    missing.push_back({s32Output, canvas.Extent(), WantedSize(i_item.Record(), canvas)});
   }
   return missing;
 }
@@ -97,7 +97,7 @@ Bool CIcons::IsOpen(const T_Item& i_item) const {
   const auto& outputs = i_item.m_stWanted.m_vecOutputs;
   return !i_item.m_stWanted.m_bCame ||
          std::any_of(outputs.begin(), outputs.end(),
-                     [&](SInt32 i_s32VoDev) { return IsMissingOn(i_item, i_s32VoDev); });
+                     [&](SInt32 i_s32Output) { return IsMissingOn(i_item, i_s32Output); });
 }
 
 EOutcome CIcons::Close(T_Item& io_item) {
@@ -114,8 +114,8 @@ EOutcome CIcons::Close(T_Item& io_item) {
 
 EOutcome CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
   io_item.m_u64Ticket = 0;
-  if (i_result.m_stLoaded.m_strError.empty()) return Place(io_item, i_result);
-  // When it was asked for again meanwhile, it is read again.
+  if (i_result.m_loaded) return Place(io_item, i_result);
+  // Requested again since it was asked for: it is read once more.
   const Bool bAgain = io_item.m_u64Asked != io_item.m_stWanted.m_u64Number;
   return bAgain ? EOutcome::kWaiting : Fail(io_item);
 }
@@ -123,13 +123,13 @@ EOutcome CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
 EOutcome CIcons::Place(T_Item& io_item, const T_PictureResult& i_result) {
   const T_DispRecord& record = io_item.Record();
   std::vector<T_Drawn> drawn;
-  for (const SInt32 s32VoDev : io_item.m_stWanted.m_vecOutputs) {
-    const T_Canvas canvas = m_pPainter->Layers().at(s32VoDev).Canvas();
-    const auto pPicture = i_result.For(s32VoDev, canvas);
-    const T_Drawn* const pDrawn = io_item.On(s32VoDev);
+  for (const SInt32 s32Output : io_item.m_stWanted.m_vecOutputs) {
+    const T_Canvas canvas = m_pPainter->Layers().at(s32Output).Canvas();
+    const auto pPicture = i_result.For(s32Output, canvas.Extent());
+    const T_Drawn* const pDrawn = io_item.On(s32Output);
     if (pPicture != nullptr)
       drawn.push_back(
-          {s32VoDev, IconRect(record, canvas, *pPicture), pPicture, io_item.m_u64Asked});
+          {s32Output, IconRect(record, canvas, *pPicture), pPicture, io_item.m_u64Asked});
     else if (pDrawn != nullptr && pDrawn->m_u64Number == io_item.m_stWanted.m_u64Number)
       drawn.push_back(*pDrawn);
   }
@@ -153,12 +153,13 @@ EOutcome CIcons::Place(T_Item& io_item, const T_PictureResult& i_result) {
   return EOutcome::kShown;
 }
 
-// One that came before stays as far as it is drawn, and is not asked for until something changes.
+// An icon that was shown once stays where it is drawn; it is not asked for again for the other
+// layers until the next request or new layer.
 EOutcome CIcons::Fail(T_Item& io_item) {
   T_Request& wanted = io_item.m_stWanted;
   if (wanted.m_bCame) {
     std::erase_if(wanted.m_vecOutputs,
-                  [&](SInt32 i_s32VoDev) { return io_item.On(i_s32VoDev) == nullptr; });
+                  [&](SInt32 i_s32Output) { return io_item.On(i_s32Output) == nullptr; });
     for (T_Drawn& drawn : io_item.m_vecDrawn) drawn.m_u64Number = wanted.m_u64Number;
     return EOutcome::kFailed;
   }
@@ -167,7 +168,8 @@ EOutcome CIcons::Fail(T_Item& io_item) {
   return EOutcome::kFailed;
 }
 
-// A text for which the icon was to come has missed the layers that are new, unless its time is up.
+// A text was not drawn on layers that came while the icon was to replace it: it is drawn now,
+// unless its time is up.
 void CIcons::GoBack(T_Item& io_item) {
   T_Request& wanted = io_item.m_stWanted;
   wanted = std::move(io_item.m_vecBefore.back());
@@ -176,8 +178,8 @@ void CIcons::GoBack(T_Item& io_item) {
   const auto outputs = std::exchange(wanted.m_vecOutputs, {});
   if (wanted.m_stRecord.m_u8Hide != 0) return;
   if (std::any_of(outputs.begin(), outputs.end(),
-                  [&](SInt32 i_s32VoDev) { return io_item.On(i_s32VoDev) == nullptr; }))
-    m_pPainter->ChangeText(io_item, kModeDraw);
+                  [&](SInt32 i_s32Output) { return io_item.On(i_s32Output) == nullptr; }))
+    m_pPainter->ChangeText(io_item, EDrawMode::kDraw);
 }
 
 void CIcons::Settle(T_Item& io_item) {
@@ -190,7 +192,7 @@ void CIcons::Settle(T_Item& io_item) {
 void CIcons::Leave(T_Item& io_item) {
   std::vector<SInt32> outputs;
   if (io_item.Record().IsIcon())
-    for (const auto& target : Missing(io_item)) outputs.push_back(target.m_s32VoDev);
+    for (const auto& target : Missing(io_item)) outputs.push_back(target.m_s32Output);
   if (outputs.empty()) Settle(io_item);
   io_item.m_stWanted.m_vecOutputs = std::move(outputs);
   io_item.m_stWanted.m_bCame = true;
@@ -198,20 +200,20 @@ void CIcons::Leave(T_Item& io_item) {
   CPainter::Forget(io_item);
 }
 
-// Pictures that are under way are asked for anew, for the layers that are there then.
-void CIcons::LayerGone(T_Item& io_item, SInt32 i_s32VoDev) {
+// Pictures that are being read are withdrawn, and asked for again for the layers that are left.
+void CIcons::LayerGone(T_Item& io_item, SInt32 i_s32Output) {
   const auto leave = [=](T_Request& io_request) {
-    std::erase(io_request.m_vecOutputs, i_s32VoDev);
+    std::erase(io_request.m_vecOutputs, i_s32Output);
   };
   std::for_each(io_item.m_vecBefore.begin(), io_item.m_vecBefore.end(), leave);
   leave(io_item.m_stWanted);
-  if (io_item.m_u64Ticket != 0 && io_item.Record().IsOn(i_s32VoDev)) Withdraw(io_item);
+  if (io_item.m_u64Ticket != 0 && io_item.Record().IsOn(i_s32Output)) Withdraw(io_item);
 }
 
-void CIcons::LayerCame(T_Item& io_item, SInt32 i_s32VoDev) {
+void CIcons::LayerCame(T_Item& io_item, SInt32 i_s32Output) {
   const auto come = [=](T_Request& io_request) {
-    if (io_request.m_stRecord.ComesBackOn(i_s32VoDev))
-      io_request.m_vecOutputs.push_back(i_s32VoDev);
+    if (io_request.m_stRecord.ComesBackOn(i_s32Output))
+      io_request.m_vecOutputs.push_back(i_s32Output);
   };
   std::for_each(io_item.m_vecBefore.begin(), io_item.m_vecBefore.end(), come);
   if (io_item.Record().IsIcon()) come(io_item.m_stWanted);

@@ -1,4 +1,5 @@
-// An item of the display list: what was asked for, and where it lies on the canvases now.
+// An item of the display list: what was asked for, and where it lies on the canvases now. Plain
+// data; owned by the renderer and used under its mutexes.
 #pragma once
 
 #include <algorithm>
@@ -11,79 +12,91 @@
 #include "common/osd/disp_record.h"
 #include "common/osd/pictures/picture.h"
 
-// An item on one layer.
+// Where an item lies on the layer of one output.
 struct T_Drawn {
-  SInt32 m_s32VoDev;
-  T_Rect m_stRect;
-  std::shared_ptr<const CPicture> m_pPicture;  // of an icon, in the size of m_stRect
-  UInt64 m_u64Number = 0;                      // of the request that it is for; texts: 0
+  SInt32 m_s32Output;
+  T_Rect m_stRect;  // px, within the canvas
+  // Of an icon; its top left pixel is that of m_stRect, and what passes m_stRect is not shown.
+  // Null for a text.
+  std::shared_ptr<const CPicture> m_pPicture;
+  UInt64 m_u64Number = 0;  // of the request that the picture was read for; 0 for a text
 };
 
+// A request for an item, and how far it has come.
 struct T_Request {
   explicit T_Request(const T_DispRecord& i_record)
       : m_stRecord(i_record), m_bCame(!i_record.IsIcon()) {}
 
   T_DispRecord m_stRecord;
-  // Icons: later requests have greater numbers.
+  // Icons: counted up, so a later request has a greater number. Texts: 0.
   UInt64 m_u64Number = 0;
-  // Icons: the outputs with a layer on which it is to be seen. Which those are is decided by the
-  // request, and by each new layer; a text has them only while an icon is to take its place.
+  // Icons: the outputs whose layers are to show it. The request names them, and layers that come
+  // or go later change them. Texts: none, but while the icon that is to replace the text is read
+  // they are the outputs that show the text, or would.
   std::vector<SInt32> m_vecOutputs;
-  // Its pictures have been read, or none were needed.
+  // Icons: its pictures have been read, or none had to be. Texts: always true.
   Bool m_bCame;
 };
 
-// An icon is wanted from its request on: whatever follows, except a failure, takes it as if it
-// were there already, so that nothing depends on how fast pictures are read. How it comes and goes:
+// An icon counts as shown from its request on, although its pictures must be read first: every
+// later request treats it as if they were there already. So what the screen shows in the end does
+// not depend on how fast pictures are read. Only when they cannot be read does the item return to
+// what it was before. What happens to an icon:
 //
-//   what happens                  wanted          m_vecBefore       on the canvases
-//   request; no picture needed,   the request     none              the request's picture
-//     or one at hand
-//   request; pictures to be read  the request     + what was        as before
-//                                                   wanted
-//     the same pictures again     the request     as before         as before
-//   they are there                came            none              the request's pictures
-//   they cannot be had            the last of     what is left      as before
+//   what happens                  m_stWanted      m_vecBefore       on the canvases
+//   request: pictures at hand,    the request     empty             the request's pictures
+//     or none needed
+//   request: pictures must be     the request     + what was        unchanged
+//     read                                          wanted
+//   request for the same          the request     unchanged         unchanged
+//     pictures meanwhile
+//   the pictures have been read   came            empty             the request's pictures
+//   they cannot be read           the last of     without that      unchanged
 //                                   m_vecBefore
-//     of the first request        the item goes
-//     of one that came before     as before       none              as before; not missed any more
-//   hide, text in its place       came, hidden    none              nothing, or the text
-//   all hidden (0x50C)            came, hidden    none              as before; what is missing is
-//                                                                   laid there, below later items,
-//                                                                   unless the item goes first
-//   new layer                     there, if a new layer shows it    there nothing
-//   layer gone                    not there       not there         there nothing
+//     and m_vecBefore is empty    the item leaves the list
+//     but came once already       unchanged       empty             unchanged; they are not asked
+//                                                                   for again
+//   hidden, replaced by a text    came, hidden    empty             nothing, or the text
+//   everything hidden (0x50C)     came, hidden    empty             unchanged; pictures that are
+//                                                                   still to come are drawn once,
+//                                                                   below later items, unless the
+//                                                                   item leaves the list before
+//   a layer is set up             shown there, if items come back   nothing yet
+//                                   on a new layer
+//   a layer is gone               not there       not there         nothing there
 struct T_Item {
   explicit T_Item(const T_DispRecord& i_record) : m_stWanted(i_record) {}
 
-  // The request that counts.
+  // The latest request: what the item is to be.
   const T_DispRecord& Record() const { return m_stWanted.m_stRecord; }
-  // The one that is seen: everything drawn is its.
+  // The request whose text or pictures lie on the canvases.
   const T_Request& Shown() const {
     return m_stWanted.m_bCame || m_vecBefore.empty() ? m_stWanted : m_vecBefore.front();
   }
   T_Request& Shown() { return const_cast<T_Request&>(std::as_const(*this).Shown()); }
 
-  const T_Drawn* On(SInt32 i_s32VoDev) const {
+  // Where the item lies on that output's layer; null when it does not.
+  const T_Drawn* On(SInt32 i_s32Output) const {
     const auto found =
         std::find_if(m_vecDrawn.begin(), m_vecDrawn.end(),
-                     [=](const T_Drawn& i_drawn) { return i_drawn.m_s32VoDev == i_s32VoDev; });
+                     [=](const T_Drawn& i_drawn) { return i_drawn.m_s32Output == i_s32Output; });
     return found != m_vecDrawn.end() ? &*found : nullptr;
   }
-  // Of an item that is shown nowhere on that layer: empty.
-  T_Rect RectOn(SInt32 i_s32VoDev) const {
-    const T_Drawn* const pDrawn = On(i_s32VoDev);
+  // The same as a rectangle, which is empty when it does not.
+  T_Rect RectOn(SInt32 i_s32Output) const {
+    const T_Drawn* const pDrawn = On(i_s32Output);
     return pDrawn != nullptr ? pDrawn->m_stRect : T_Rect{};
   }
 
   T_Request m_stWanted;
-  // What stays when the pictures of m_stWanted cannot be had, the latest last. Only the first may
-  // have come.
+  // Earlier requests, to return to when the pictures of m_stWanted cannot be read; the latest is
+  // the last. All but the first are themselves icons that wait.
   std::vector<T_Request> m_vecBefore;
   std::vector<T_Drawn> m_vecDrawn;
-  // Of the pictures that are being read; 0 = none are. They are those of m_stWanted, for which they
-  // were asked for by a request with m_u64Asked.
+  // The ticket of the pictures that are being read for m_stWanted; 0 = none are.
   UInt64 m_u64Ticket = 0;
+  // The number of the request that asked for them: an earlier one than m_stWanted's when the same
+  // pictures were requested again meanwhile.
   UInt64 m_u64Asked = 0;
 };
 

@@ -11,7 +11,7 @@ constexpr UInt32 kLayers = 8;
 // The most that one allocation can be asked for.
 constexpr UInt64 kMaxCanvasBytes = 0x7FFFFFFF;
 
-// What travels through the steps of a set-up: the request, and the records of the driver.
+// What the steps of a set-up work with: the request, and the driver's records.
 struct T_SetUp {
   T_LayerRequest m_stRequest;
   T_FbAlpha m_stAlpha{};
@@ -43,7 +43,7 @@ void LogCapability(const T_SetUp& i_setUp) {
            i_setUp.m_stRequest.m_u32W, i_setUp.m_stRequest.m_u32H);
 }
 
-// ARGB8888; what the driver told beyond that goes back as it came.
+// ARGB8888. Whatever else the driver had in the record goes back unchanged.
 void* ScreenAsWanted(T_SetUp& io_setUp) {
   fb_var_screeninfo& screen = io_setUp.m_stScreen;
   screen.xres = screen.xres_virtual = io_setUp.m_stRequest.m_u32W;
@@ -70,9 +70,10 @@ void* Show(T_SetUp& io_setUp) {
 
 struct T_SetUpStep {
   UInt32 m_u32Request;
-  void* (*m_pRecord)(T_SetUp&);
+  void* (*m_pRecord)(T_SetUp&);  // fills the record for the driver and returns it
   const char* m_pFailure;
-  // A step with a follower is one that the set-up can do without: it goes on after a failure.
+  // May be null. Otherwise the set-up can do without the step: after it, failed or not, this is
+  // called and the set-up goes on.
   void (*m_pThen)(const T_SetUp&);
 };
 
@@ -155,7 +156,7 @@ Bool SetUpLayer(const T_LayerRequest& i_request, T_LayerMap& io_map) {
   if (!RunSteps(device.Get(), i_request)) return false;
   CCanvasMemory memory;
   if (!memory.Allocate(i_request.m_u32W, i_request.m_u32H)) {
-    // The text is what field reports are searched for, though a pixel takes four bytes.
+    // A pixel takes four bytes, but field reports are searched for this text.
     LOG_ERROR("allocate memory (maxW*maxH*2 bytes) failed");
     return false;
   }

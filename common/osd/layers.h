@@ -1,23 +1,15 @@
-// The overlay layers: set-up of a framebuffer device, its canvas, and the map of those that are
-// ready. Owned by the renderer and used under its mutexes.
+// The overlay layers: each is a framebuffer device that was set up, with the memory of its canvas.
+// Owned by the renderer and used under its mutexes.
 #pragma once
 
 #include <map>
 #include <utility>
 
 #include "common/osd/canvas.h"
+#include "common/osd/commands.h"
 #include "platform/platform.h"
 
-// As it comes with the init command.
-struct T_LayerRequest {
-  SInt32 m_s32VoDev;  // video output, the layer's key
-  SInt32 m_s32Layer;  // 0 to 7: /dev/fb0 to /dev/fb7
-  SInt32 m_s32X;
-  SInt32 m_s32Y;
-  UInt32 m_u32W;  // px
-  UInt32 m_u32H;
-};
-
+// Closes a device's descriptor; -1 is none.
 class CDevice {
  public:
   explicit CDevice(SInt32 i_s32Fd) : m_s32Fd(i_s32Fd) {}
@@ -31,6 +23,7 @@ class CDevice {
   SInt32 m_s32Fd;
 };
 
+// Frees the memory of a canvas, when there is some.
 class CCanvasMemory {
  public:
   CCanvasMemory() = default;
@@ -39,8 +32,8 @@ class CCanvasMemory {
   CCanvasMemory& operator=(CCanvasMemory&&) = delete;
   ~CCanvasMemory();
 
-  // i_u32W x i_u32H fully transparent pixels; false when there is no memory for them, or when they
-  // are more bytes than the allocator can be asked for. At most once.
+  // Gets memory for i_u32W x i_u32H px, all fully transparent. False when there is not enough, or
+  // when it would be more than the allocator can be asked for (2 GiB). To be called once.
   Bool Allocate(UInt32 i_u32W, UInt32 i_u32H);
 
   const T_ContiguousMemory& Get() const { return m_stMemory; }
@@ -56,9 +49,11 @@ class CLayer {
         m_objDevice(std::move(i_objDevice)),
         m_objMemory(std::move(i_objMemory)) {}
 
+  // Good as long as the layer.
   T_Canvas Canvas() const;
 
-  // Shows what changed within i_rect; an empty one stands for the whole canvas. A failure is logged.
+  // Has the device show what changed within i_rect, px; an empty one stands for the whole canvas. A
+  // failure is logged and made up for by the next refresh.
   void Refresh(const T_Rect& i_rect);
 
  private:
@@ -66,8 +61,9 @@ class CLayer {
   // The memory is given back before the device is closed.
   CDevice m_objDevice;
   CCanvasMemory m_objMemory;
-  // Until a refresh has covered all of it the device may show pixels of an earlier canvas, and
-  // after a failed one it lacks some of this: the next refresh then covers all of it.
+  // Whether the device shows the canvas as it was at the last refresh. Before the first one it may
+  // show pixels of an earlier canvas, and after a failed one it lacks some: then the next refresh
+  // covers the whole canvas.
   Bool m_bAllShown = false;
 };
 
@@ -75,5 +71,6 @@ class CLayer {
 using T_LayerMap = std::map<SInt32, CLayer>;
 
 // Sets up the layer that i_request asks for and adds it to io_map, which must have none for that
-// output. False when a step failed: it is logged, nothing is left open and io_map is as it was.
+// output. False when the layer is above 7, a side is 0, the device cannot be opened, a step fails
+// or there is no memory: it is logged, nothing is left open and io_map is as it was.
 Bool SetUpLayer(const T_LayerRequest& i_request, T_LayerMap& io_map);

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <type_traits>
 
-#include "common/osd/commands.h"
+#include "common/osd/cargo.h"
 #include "daemon/common/bus.h"
+#include "daemon/common/timer_commands.h"
 #include "framework/log.h"
 
 namespace {
@@ -13,39 +15,20 @@ constexpr SInt32 kQueueWaitMs = 10000;
 constexpr SInt32 kDrainWaitMs = 1;
 // Numbers up to this one, and the tick, are not commands.
 constexpr UInt32 kLastNoOp = 2;
-// Periodic, identity 0, every second; the last word is not used.
-constexpr UInt32 kTickTimer[] = {1, 0, 1000, 0};
+// The tick: a periodic timer, every second.
+constexpr UInt32 kTickType = 1;
+constexpr UInt32 kTickId = 0;
+constexpr UInt32 kTickMs = 1000;
 constexpr UInt16 kFullOpacity = 255;
-// Outputs are numbered in 8 bits, though hides of pictures carry 16.
-constexpr UInt16 kOutputMask = 0xFF;
-
-T_LayerRequest ReadLayerRequest(const T_ModuleMsg& i_msg) {
-  return {i_msg.Get<SInt32>(0),  i_msg.Get<SInt32>(4), i_msg.Get<SInt32>(8),
-          i_msg.Get<SInt32>(12), i_msg.Word(4),        i_msg.Word(5)};
-}
 
 // The sender's texts need not be terminated. An icon's path may run on over all lines.
-Bool CopyRecord(const T_ModuleMsg& i_msg, T_DispRecord* o_pRecord) {
-  const T_DispRecord* const pBlock = i_msg.Block<T_DispRecord>();
-  if (pBlock == nullptr) {
-    LOG_ERROR("osd message <%#x> without a display record", i_msg.m_u32MsgNo);
-    return false;
-  }
-  *o_pRecord = *pBlock;
-  if (i_msg.m_u32MsgNo == kOsdIconShow) o_pRecord->m_u32Kind = T_DispRecord::kKindIcon;
-  if (o_pRecord->IsIcon()) o_pRecord->m_u16Time = T_DispRecord::kForever;
-  o_pRecord->m_u16Opacity = std::min(o_pRecord->m_u16Opacity, kFullOpacity);
+void Normalise(UInt32 i_u32MsgNo, T_DispRecord& io_record) {
+  if (i_u32MsgNo == T_OsdIconShow::kMsgNo) io_record.m_u32Kind = T_DispRecord::kKindIcon;
+  if (io_record.IsIcon()) io_record.m_u16Time = T_DispRecord::kForever;
+  io_record.m_u16Opacity = std::min(io_record.m_u16Opacity, kFullOpacity);
   for (UInt32 line = 0; line < T_DispRecord::kMaxLines; ++line)
-    if (o_pRecord->m_u32Kind != T_DispRecord::kKindIcon || line + 1 == T_DispRecord::kMaxLines)
-      o_pRecord->m_aText[line][T_DispRecord::kLineChars] = '\0';
-  return true;
-}
-
-// A synchronous sender keeps its record.
-void FreeRecord(T_ModuleMsg* io_pMsg) {
-  if (io_pMsg->m_u32MsgType != kAsyncMsg) return;
-  delete io_pMsg->Block<T_DispRecord>();
-  io_pMsg->PutBlock<T_DispRecord>(nullptr);
+    if (!io_record.IsIcon() || line + 1 == T_DispRecord::kMaxLines)
+      io_record.m_aText[line][T_DispRecord::kLineChars] = '\0';
 }
 
 // What waits for its pictures counts as shown.
@@ -53,69 +36,84 @@ UInt32 Accepted(EOutcome i_eOutcome) {
   return i_eOutcome == EOutcome::kShown || i_eOutcome == EOutcome::kWaiting ? 1 : 0;
 }
 
-Bool IsResult(const T_ModuleMsg& i_msg) { return i_msg.m_u32Src == kModuleOsd; }
-
-// What comes with it belongs to the renderer in either case.
-void FreePicture(T_ModuleMsg* io_pMsg) {
-  if (IsResult(*io_pMsg)) {
-    delete io_pMsg->Block<T_PictureResult>();
-    io_pMsg->PutBlock<T_PictureResult>(nullptr);
-    return;
-  }
-  delete[] io_pMsg->Get<char*>(kPicturePathOffset);
-  io_pMsg->Put<char*>(kPicturePathOffset, nullptr);
+template <class T>
+Bool SendToTimer(const T& i_request) {
+  const T_ModuleMsg msg = MakeMessage(kSyncMsg, kModuleOsd, kModuleTimer, i_request);
+  return SendSyncAndAsyncMsg(&msg, 0) != 0;
 }
 
-Bool SendToTimer(UInt32 i_u32MsgNo) {
-  T_ModuleMsg msg{};
-  msg.m_u32MsgType = kSyncMsg;
-  msg.m_u32Src = kModuleOsd;
-  msg.m_u32Dst = kModuleTimer;
-  msg.m_u32MsgNo = i_u32MsgNo;
-  for (UInt32 word = 0; word < std::size(kTickTimer); ++word) msg.PutWord(word, kTickTimer[word]);
-  return SendSyncAndAsyncMsg(&msg, 0) != 0;
+// To the renderer itself, in turn with its other commands.
+Bool SendResult(std::unique_ptr<T_PictureResult>& io_pResult) {
+  const T_ModuleMsg msg =
+      MakeMessage(kAsyncMsg, kModuleOsd, kModuleOsd, T_OsdPictureResult{io_pResult.get()});
+  if (SendSyncAndAsyncMsg(&msg, 0) == 0) return false;  // logged by who refused it
+  static_cast<void>(io_pResult.release());
+  return true;
 }
 
 }  // namespace
 
+template <class T, UInt32 (COsdHifb::*t_pHandler)(const T&)>
+UInt32 COsdHifb::With(const T_ModuleMsg& i_msg) {
+  return (this->*t_pHandler)(i_msg.Read<T>());
+}
+
+// Of a synchronous message the record stays the sender's, as it is.
+template <class T, UInt32 (COsdHifb::*t_pHandler)(T_DispRecord&)>
+UInt32 COsdHifb::WithRecord(const T_ModuleMsg& i_msg) {
+  T_DispRecord* pRecord = i_msg.Read<T>().m_pRecord;
+  if (pRecord == nullptr) {
+    LOG_ERROR("osd message <%#x> without a display record", i_msg.m_u32MsgNo);
+    return 0;
+  }
+  T_DispRecord copy;
+  if (i_msg.m_u32MsgType != kAsyncMsg) pRecord = &(copy = *pRecord);
+  Normalise(i_msg.m_u32MsgNo, *pRecord);
+  return (this->*t_pHandler)(*pRecord);
+}
+
+template <class T, auto t_pHandler>
+constexpr COsdHifb::T_Command COsdHifb::Row() {
+  if constexpr (std::is_invocable_v<decltype(t_pHandler), COsdHifb*, const T&>)
+    return {T::kMsgNo, &COsdHifb::With<T, t_pHandler>};
+  else
+    return {T::kMsgNo, &COsdHifb::WithRecord<T, t_pHandler>};
+}
+
 const COsdHifb::T_Command COsdHifb::s_aCommands[] = {
-    {kOsdInit, &COsdHifb::HandleOsdInitMsg, nullptr},
-    {kOsdDeInit, &COsdHifb::HandleDeInit, nullptr},
-    {kOsdReInit, &COsdHifb::HandleReInit, nullptr},
-    {kOsdTextShow, &COsdHifb::HandleShow, FreeRecord},
-    {kOsdTextCancel, &COsdHifb::HandleCancel, nullptr},
-    {kOsdIconShow, &COsdHifb::HandleShow, FreeRecord},
-    {kOsdIconHide, &COsdHifb::HandleIconHide, nullptr},
-    {kOsdGuide, &COsdHifb::HandleGuide, nullptr},
-    {kOsdShowById, &COsdHifb::HandleShowById, FreeRecord},
-    {kOsdCancelById, &COsdHifb::HandleCancelById, FreeRecord},
-    {kOsdDelete, &COsdHifb::HandleDelete, nullptr},
-    {kOsdPicture, &COsdHifb::HandlePicture, FreePicture},
-    {kOsdCancelAll, &COsdHifb::HandleCancelAll, nullptr},
+    Row<T_OsdInit, &COsdHifb::HandleInit>(),
+    Row<T_OsdDeInit, &COsdHifb::HandleDeInit>(),
+    Row<T_OsdReInit, &COsdHifb::HandleReInit>(),
+    Row<T_OsdTextShow, &COsdHifb::HandleShow>(),
+    Row<T_OsdTextCancel, &COsdHifb::HandleCancel>(),
+    Row<T_OsdIconShow, &COsdHifb::HandleShow>(),
+    Row<T_OsdIconHide, &COsdHifb::HandleIconHide>(),
+    Row<T_OsdGuide, &COsdHifb::HandleGuide>(),
+    Row<T_OsdShowById, &COsdHifb::HandleShowById>(),
+    Row<T_OsdCancelById, &COsdHifb::HandleCancelById>(),
+    Row<T_OsdDelete, &COsdHifb::HandleDelete>(),
+    {T_OsdPicture::kMsgNo, &COsdHifb::HandlePictureOrResult},
+    Row<T_OsdCancelAll, &COsdHifb::HandleCancelAll>(),
 };
 
-COsdHifb::COsdHifb() = default;
+COsdHifb::COsdHifb() : m_objDesk(SendResult) {}
 
 COsdHifb::~COsdHifb() {
   Stop();
   T_ModuleMsg msg;
-  while (m_objQueue.Pop(kDrainWaitMs, &msg) != 0) FreeWhatIsLeft(&msg);
+  while (m_objQueue.Pop(kDrainWaitMs, &msg) != 0) static_cast<void>(TakeOver(msg));
 }
 
 void COsdHifb::Stop() {
   m_objQueue.Close();
   RequestStop();
-  T_ModuleMsg wake{};
-  wake.m_u32MsgType = kAsyncMsg;
-  wake.m_u32Src = kModuleOsd;
-  wake.m_u32Dst = kModuleOsd;
-  wake.m_u32MsgNo = kMsgNone;
+  const T_ModuleMsg wake{kAsyncMsg, kModuleOsd, kModuleOsd, kMsgNone, {}};
   m_objQueue.Push(&wake);
   StopAndWaitForThread();
-  m_objDesk.Stop();
-  // Here and not in the destructor: after main the media SDK may be gone already.
   CMutexLocker locker(&m_objMutex);
   CMutexLocker listLocker(&m_objListMutex);
+  m_objDesk.Stop();
+  // Here and not in the destructor: after main the media SDK may be gone already.
   while (!m_mapLayers.empty()) LoseLayer(m_mapLayers.begin());
 }
 
@@ -126,23 +124,20 @@ UInt32 COsdHifb::PushMsg(const T_ModuleMsg* i_pMsg) {
 }
 
 UInt32 COsdHifb::HandleSyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
-  if (i_pMsg == nullptr) return 0;
-  T_ModuleMsg msg = *i_pMsg;
-  return Handle(&msg);
+  return i_pMsg != nullptr ? Handle(*i_pMsg) : 0;
 }
 
 void COsdHifb::Entry() {
   SetThreadName("osdhifb");
   {
-    CMutexLocker locker(&m_objMutex);
+    CMutexLocker locker(&m_objListMutex);
     m_objDesk.Start();
   }
   T_ModuleMsg msg;
   while (!IsStopRequested()) {
-    msg = {};
     if (m_objQueue.Pop(kQueueWaitMs, &msg) == 0) continue;
-    Handle(&msg);
-    FreeWhatIsLeft(&msg);
+    const T_Cargo cargo = TakeOver(msg);
+    Handle(msg);
   }
   CMutexLocker locker(&m_objListMutex);
   m_objList.Clear();
@@ -155,62 +150,59 @@ const COsdHifb::T_Command* COsdHifb::FindCommand(UInt32 i_u32MsgNo) {
   return found != std::end(s_aCommands) ? found : nullptr;
 }
 
-// A handler frees the record that it has copied; one that refuses leaves it.
-void COsdHifb::FreeWhatIsLeft(T_ModuleMsg* io_pMsg) {
-  const T_Command* const pCommand = FindCommand(io_pMsg->m_u32MsgNo);
-  if (pCommand != nullptr && pCommand->m_pFree != nullptr) pCommand->m_pFree(io_pMsg);
-}
-
-UInt32 COsdHifb::Handle(T_ModuleMsg* io_pMsg) {
-  const UInt32 u32Result = HandleAlone(io_pMsg);
+UInt32 COsdHifb::Handle(const T_ModuleMsg& i_msg) {
+  const UInt32 u32Result = HandleAlone(i_msg);
   SettleTick();
   return u32Result;
 }
 
-UInt32 COsdHifb::HandleAlone(T_ModuleMsg* io_pMsg) {
+UInt32 COsdHifb::HandleAlone(const T_ModuleMsg& i_msg) {
   CMutexLocker locker(&m_objMutex);
   CMutexLocker listLocker(&m_objListMutex);
-  const UInt32 u32Result = Dispatch(io_pMsg);
+  const UInt32 u32Result = Dispatch(i_msg);
   m_objGuide.CloseDifference();
   m_objList.AskForMissing();
   m_objPainter.Restore();
   return u32Result;
 }
 
-UInt32 COsdHifb::Dispatch(T_ModuleMsg* io_pMsg) {
-  if (io_pMsg->m_u32MsgNo == kMsgTimer) {
+UInt32 COsdHifb::Dispatch(const T_ModuleMsg& i_msg) {
+  if (i_msg.m_u32MsgNo == kMsgTimer) {
     m_objList.HandleTimerMsg();
     return 1;
   }
-  LOG_INFO("-Osd_hifb_msg<%#x>", io_pMsg->m_u32MsgNo);
-  if (io_pMsg->m_u32MsgNo <= kLastNoOp) return 1;
-  const T_Command* const pCommand = FindCommand(io_pMsg->m_u32MsgNo);
-  if (pCommand != nullptr) return (this->*pCommand->m_pHandler)(io_pMsg);
-  LOG_ERROR("unkown handle message <0x%x>", io_pMsg->m_u32MsgNo);
+  LOG_INFO("-Osd_hifb_msg<%#x>", i_msg.m_u32MsgNo);
+  if (i_msg.m_u32MsgNo <= kLastNoOp) return 1;
+  const T_Command* const pCommand = FindCommand(i_msg.m_u32MsgNo);
+  if (pCommand != nullptr) return (this->*pCommand->m_pHandler)(i_msg);
+  // "unkown" is on purpose: field reports are searched for the text as it stands.
+  LOG_ERROR("unkown handle message <0x%x>", i_msg.m_u32MsgNo);
   return 1;
 }
 
-UInt32 COsdHifb::HandleOsdInitMsg(T_ModuleMsg* i_pMsg) {
-  const T_LayerRequest request = ReadLayerRequest(*i_pMsg);
-  LOG_INFO("osd init vodev<%d>,layer<%d>,rect<%d,%d,%d,%d>", request.m_s32VoDev, request.m_s32Layer,
-           request.m_s32X, request.m_s32Y, request.m_u32W, request.m_u32H);
-  if (m_mapLayers.contains(request.m_s32VoDev)) DeInit(request.m_s32VoDev);
-  if (!SetUpLayer(request, m_mapLayers)) return 0;
-  m_objList.DisplayDisInfoList(request.m_s32VoDev);
+UInt32 COsdHifb::Init(const T_LayerRequest& i_request) {
+  LOG_INFO("osd init vodev<%d>,layer<%d>,rect<%d,%d,%d,%d>", i_request.m_s32VoDev,
+           i_request.m_s32Layer, i_request.m_s32X, i_request.m_s32Y, i_request.m_u32W,
+           i_request.m_u32H);
+  if (m_mapLayers.contains(i_request.m_s32VoDev)) DeInit(i_request.m_s32VoDev);
+  if (!SetUpLayer(i_request, m_mapLayers)) return 0;
+  m_objList.DisplayDisInfoList(i_request.m_s32VoDev);
   WantTick(true);
-  LOG_INFO("osd init for [%d] ok size[%d]", request.m_s32Layer,
+  LOG_INFO("osd init for [%d] ok size[%d]", i_request.m_s32Layer,
            static_cast<SInt32>(m_mapLayers.size()));
   return 1;
 }
 
-UInt32 COsdHifb::HandleDeInit(T_ModuleMsg* i_pMsg) {
-  DeInit(ReadLayerRequest(*i_pMsg).m_s32VoDev);
+UInt32 COsdHifb::HandleInit(const T_OsdInit& i_command) { return Init(i_command.m_stLayer); }
+
+UInt32 COsdHifb::HandleDeInit(const T_OsdDeInit& i_command) {
+  DeInit(i_command.m_stLayer.m_s32VoDev);
   return 1;
 }
 
-UInt32 COsdHifb::HandleReInit(T_ModuleMsg* i_pMsg) {
-  HandleDeInit(i_pMsg);
-  HandleOsdInitMsg(i_pMsg);
+UInt32 COsdHifb::HandleReInit(const T_OsdReInit& i_command) {
+  DeInit(i_command.m_stLayer.m_s32VoDev);
+  Init(i_command.m_stLayer);
   return 1;
 }
 
@@ -252,7 +244,8 @@ std::optional<Bool> COsdHifb::TickToSettle() {
 
 void COsdHifb::SettleTick() {
   while (const std::optional<Bool> bStart = TickToSettle()) {
-    const Bool bAccepted = SendToTimer(*bStart ? kMsgTimerAdd : kMsgTimerCancel);
+    const Bool bAccepted = *bStart ? SendToTimer(T_TimerAdd{kTickType, kTickId, kTickMs, {}})
+                                   : SendToTimer(T_TimerCancel{kTickType, kTickId});
     CMutexLocker locker(&m_objMutex);
     m_dequeTick.pop_front();
     if (bAccepted) m_bTickRunning = *bStart;
@@ -260,71 +253,61 @@ void COsdHifb::SettleTick() {
   }
 }
 
-UInt32 COsdHifb::HandleShow(T_ModuleMsg* io_pMsg) {
-  T_DispRecord record;
-  if (!CopyRecord(*io_pMsg, &record) || !m_objList.HasRoom()) return 0;
-  FreeRecord(io_pMsg);
-  return Accepted(m_objList.Show(record));
+UInt32 COsdHifb::HandleShow(T_DispRecord& io_record) {
+  return m_objList.HasRoom() ? Accepted(m_objList.Show(io_record)) : 0;
 }
 
-UInt32 COsdHifb::HandleCancel(T_ModuleMsg* i_pMsg) {
-  m_objList.Cancel(i_pMsg->Get<UInt16>(0), i_pMsg->Get<UInt16>(2));
+UInt32 COsdHifb::HandleCancel(const T_OsdTextCancel& i_command) {
+  m_objList.Cancel(i_command.m_u16Output, i_command.m_u16OsdSeq);
   return 1;
 }
 
-UInt32 COsdHifb::HandleIconHide(T_ModuleMsg* i_pMsg) {
-  const UInt16 u16Output = i_pMsg->Get<UInt16>(0) & kOutputMask;
-  const UInt16 u16Seq = i_pMsg->Get<UInt16>(2);
-  m_objGuide.Hide(u16Output, u16Seq);
-  if (i_pMsg->Get<UInt16>(4) != kGuideAlone) m_objList.HideIcons(u16Output, u16Seq);
+UInt32 COsdHifb::HandleIconHide(const T_OsdIconHide& i_command) {
+  const UInt16 u16Output = OutputOf(i_command.m_u16Output);
+  m_objGuide.Hide(u16Output, i_command.m_u16OsdSeq);
+  if (i_command.m_u16What != T_OsdIconHide::kGuideAlone)
+    m_objList.HideIcons(u16Output, i_command.m_u16OsdSeq);
   return 1;
 }
 
-UInt32 COsdHifb::HandleGuide(T_ModuleMsg* i_pMsg) {
-  m_objGuide.Show(i_pMsg->Get<UInt16>(0) & kOutputMask, i_pMsg->Get<UInt16>(2), "");
+UInt32 COsdHifb::HandleGuide(const T_OsdGuide& i_command) {
+  m_objGuide.Show(OutputOf(i_command.m_u16Output), i_command.m_u16OsdSeq, "");
   return 1;
 }
 
-UInt32 COsdHifb::HandleShowById(T_ModuleMsg* io_pMsg) {
-  T_DispRecord record;
-  if (!CopyRecord(*io_pMsg, &record) || !m_objList.HasRoom()) return 0;
-  FreeRecord(io_pMsg);
-  return Accepted(m_objList.ShowById(record));
+UInt32 COsdHifb::HandleShowById(T_DispRecord& io_record) {
+  return m_objList.HasRoom() ? Accepted(m_objList.ShowById(io_record)) : 0;
 }
 
-UInt32 COsdHifb::HandleCancelById(T_ModuleMsg* io_pMsg) {
-  T_DispRecord record;
-  if (!CopyRecord(*io_pMsg, &record)) return 0;
-  FreeRecord(io_pMsg);
-  m_objList.CancelById(record);
+UInt32 COsdHifb::HandleCancelById(T_DispRecord& io_record) {
+  m_objList.CancelById(io_record);
   return 1;
 }
 
-UInt32 COsdHifb::HandleDelete(T_ModuleMsg* i_pMsg) {
-  m_objList.Delete(i_pMsg->Get<UInt16>(0));
+UInt32 COsdHifb::HandleDelete(const T_OsdDelete& i_command) {
+  m_objList.Delete(i_command.m_u16OsdSeq);
   return 1;
 }
 
-UInt32 COsdHifb::HandlePicture(T_ModuleMsg* io_pMsg) {
-  if (IsResult(*io_pMsg)) {
-    const T_PictureResult* const pResult = io_pMsg->Block<T_PictureResult>();
-    if (pResult != nullptr) TakeResult(*pResult);
-  } else {
-    const char* const pPath = io_pMsg->Get<const char*>(kPicturePathOffset);
-    m_objGuide.Show(io_pMsg->Get<UInt16>(kPictureOutSeqWord * 4) & kOutputMask,
-                    io_pMsg->Get<UInt16>(kPictureOutSeqWord * 4 + 2),
-                    pPath != nullptr ? pPath : "");
-  }
-  FreePicture(io_pMsg);
+UInt32 COsdHifb::HandlePictureOrResult(const T_ModuleMsg& i_msg) {
+  return T_OsdPictureResult::Is(i_msg) ? With<T_OsdPictureResult, &COsdHifb::HandleResult>(i_msg)
+                                       : With<T_OsdPicture, &COsdHifb::HandlePicture>(i_msg);
+}
+
+UInt32 COsdHifb::HandlePicture(const T_OsdPicture& i_command) {
+  m_objGuide.Show(OutputOf(i_command.m_u16Output), i_command.m_u16OsdSeq,
+                  i_command.m_pPath != nullptr ? i_command.m_pPath : "");
   return 1;
 }
 
-void COsdHifb::TakeResult(const T_PictureResult& i_result) {
-  m_objDesk.Keep(i_result);
-  if (!m_objGuide.Take(i_result)) m_objList.Take(i_result);
+UInt32 COsdHifb::HandleResult(const T_OsdPictureResult& i_command) {
+  if (i_command.m_pResult == nullptr) return 1;
+  m_objDesk.Keep(*i_command.m_pResult);
+  if (!m_objGuide.Take(*i_command.m_pResult)) m_objList.Take(*i_command.m_pResult);
+  return 1;
 }
 
-UInt32 COsdHifb::HandleCancelAll(T_ModuleMsg*) {
+UInt32 COsdHifb::HandleCancelAll(const T_OsdCancelAll&) {
   for (auto& [s32VoDev, layer] : m_mapLayers) layer.Refresh({});
   m_objList.HideAll();
   LOG_INFO("cancel all_disp done!");

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "common/osd/pictures/blend.h"
+#include "framework/log.h"
 
 namespace {
 
@@ -32,105 +33,138 @@ void LayPicture(const CPicture& i_picture, const T_Rect& i_place, UInt32 i_u32Op
   }
 }
 
-void ForgetOn(T_Item& io_item, SInt32 i_s32VoDev) {
+// "to long" and "to high" are on purpose: field reports are searched for these texts.
+void LogBrokenLine(const T_Layout& i_layout, UInt32 i_u32Line, const T_Canvas& i_canvas,
+                   EDrawMode i_eMode) {
+  const T_Layout::T_Line& line = i_layout.m_aLines[i_u32Line];
+  if (line.m_bTooLong)
+    LOG_ERROR(i_eMode == EDrawMode::kDraw ? "font<w=%d>,wb<%d>,maxW<%d>,disp len<%d><%s> to long"
+                                          : "font<w=%d>,wb<%d>,maxW<%d>,cancel len<%d><%s> to long",
+              i_layout.m_stCell.m_u32W, i_layout.m_u32X, i_canvas.m_u32W, line.m_u32Length,
+              i_layout.Text(i_u32Line));
+  // One that is too long counts as empty here.
+  if (line.m_bTooHigh)
+    LOG_ERROR(i_eMode == EDrawMode::kDraw ? "font<h=%d>,hb<%d>,maxH<%d>,disp len<%d><%s> to high"
+                                          : "font<h=%d>,hb<%d>,maxH<%d>,cancel len<%d><%s> to high",
+              i_layout.m_stCell.m_u32H, i_layout.m_u32Y, i_canvas.m_u32H,
+              line.m_bTooLong ? 0 : line.m_u32Length,
+              line.m_bTooLong ? "" : i_layout.Text(i_u32Line));
+}
+
+void LogBroken(const T_Layout& i_layout, const T_Canvas& i_canvas, EDrawMode i_eMode) {
+  if (i_layout.m_outsideX)
+    LOG_ERROR("DrawOsdInfo wb=%u >= maxW=%u err, set wb=0", *i_layout.m_outsideX, i_canvas.m_u32W);
+  if (i_layout.m_outsideY)
+    LOG_ERROR("DrawOsdInfo hb=%u >= maxH=%u err, set hb=0", *i_layout.m_outsideY, i_canvas.m_u32H);
+  for (UInt32 line = 0; line < i_layout.m_u32Lines; ++line)
+    if (!i_layout.m_aLines[line].IsDrawn()) LogBrokenLine(i_layout, line, i_canvas, i_eMode);
+}
+
+void ForgetOn(T_Item& io_item, SInt32 i_s32Output) {
   std::erase_if(io_item.m_vecDrawn,
-                [=](const T_Drawn& i_drawn) { return i_drawn.m_s32VoDev == i_s32VoDev; });
+                [=](const T_Drawn& i_drawn) { return i_drawn.m_s32Output == i_s32Output; });
 }
 
 }  // namespace
 
-Bool CPainter::TouchesPicture(SInt32 i_s32VoDev, const T_Rect& i_rect) const {
-  if (m_mapBackgrounds.contains(i_s32VoDev)) return true;
+Bool CPainter::TouchesPicture(SInt32 i_s32Output, const T_Rect& i_rect) const {
+  if (m_mapBackgrounds.contains(i_s32Output)) return true;
   return std::any_of(m_pItems->begin(), m_pItems->end(), [&](const T_Item& i_item) {
-    const T_Drawn* const pDrawn = i_item.On(i_s32VoDev);
+    const T_Drawn* const pDrawn = i_item.On(i_s32Output);
     return pDrawn != nullptr && pDrawn->m_pPicture != nullptr &&
            !Intersect(pDrawn->m_stRect, i_rect).IsEmpty();
   });
 }
 
-void CPainter::NoteDamage(SInt32 i_s32VoDev, const T_Rect& i_rect) {
-  T_Rect& damage = m_mapDamage[i_s32VoDev];
+void CPainter::NoteDamage(SInt32 i_s32Output, const T_Rect& i_rect) {
+  T_Rect& damage = m_mapDamage[i_s32Output];
   damage = Union(damage, i_rect);
 }
 
-Bool CPainter::TouchesDamage(SInt32 i_s32VoDev, const T_Rect& i_rect) const {
-  const auto damage = m_mapDamage.find(i_s32VoDev);
+Bool CPainter::TouchesDamage(SInt32 i_s32Output, const T_Rect& i_rect) const {
+  const auto damage = m_mapDamage.find(i_s32Output);
   return damage != m_mapDamage.end() && !Intersect(damage->second, i_rect).IsEmpty();
 }
 
-Bool CPainter::ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32VoDev,
+Bool CPainter::ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32Output,
                             CLayer& io_layer) {
   const T_Canvas canvas = io_layer.Canvas();
-  const T_DispRecord& record = io_item.Shown().m_stRecord;
-  const std::optional<T_Rect> cells =
-      m_objDrawer.Measure(record, canvas, i_eMode == kModeDraw ? kToldDraw : kToldErase);
-  const T_Rect before = io_item.RectOn(i_s32VoDev);
-  LeaveText(io_item, i_s32VoDev);
-  if (!cells) return false;
-  if (i_eMode == kModeDraw && !cells->IsEmpty())
-    io_item.m_vecDrawn.push_back({i_s32VoDev, *cells, nullptr, 0});
-  if (TouchesPicture(i_s32VoDev, *cells) || TouchesDamage(i_s32VoDev, Union(*cells, before))) {
-    NoteDamage(i_s32VoDev, *cells);
+  const T_Rect before = io_item.RectOn(i_s32Output);
+  LeaveText(io_item, i_s32Output);
+  const std::optional<T_Layout> layout = m_objDrawer.LayOut(io_item.Shown().m_stRecord, canvas);
+  if (!layout) return false;
+  LogBroken(*layout, canvas, i_eMode);
+  const T_Rect& cells = layout->m_stBounds;
+  if (i_eMode == EDrawMode::kDraw && !cells.IsEmpty())
+    io_item.m_vecDrawn.push_back({i_s32Output, cells, nullptr, 0});
+  if (TouchesPicture(i_s32Output, cells) || TouchesDamage(i_s32Output, Union(cells, before))) {
+    NoteDamage(i_s32Output, cells);
     return true;
   }
-  const Bool bDrawn = m_objDrawer.DrawOsdInfo(record, i_eMode, canvas, canvas.Whole());
-  io_layer.Refresh(*cells);
+  const Bool bDrawn = m_objDrawer.DrawOsdInfo(*layout, i_eMode, canvas, canvas.Whole());
+  io_layer.Refresh(cells);
   return bDrawn;
 }
 
-// A text's old cells stay on the canvas, unless a picture is there.
-void CPainter::LeaveText(T_Item& io_item, SInt32 i_s32VoDev) {
-  const T_Rect rect = io_item.RectOn(i_s32VoDev);
-  if (!rect.IsEmpty() && TouchesPicture(i_s32VoDev, rect)) NoteDamage(i_s32VoDev, rect);
-  ForgetOn(io_item, i_s32VoDev);
+// The text does not lie there any more. Its old cells stay on the canvas, unless a picture is
+// there.
+void CPainter::LeaveText(T_Item& io_item, SInt32 i_s32Output) {
+  const T_Rect rect = io_item.RectOn(i_s32Output);
+  if (!rect.IsEmpty() && TouchesPicture(i_s32Output, rect)) NoteDamage(i_s32Output, rect);
+  ForgetOn(io_item, i_s32Output);
 }
 
 Bool CPainter::ChangeText(T_Item& io_item, EDrawMode i_eMode) {
   const T_DispRecord& record = io_item.Shown().m_stRecord;
   Bool bDrawn = record.m_u32Position < kPositionCodes;
-  for (auto& [s32VoDev, layer] : *m_pLayers) {
-    if (!record.IsOn(s32VoDev))
-      LeaveText(io_item, s32VoDev);
-    else if (!ChangeTextOn(io_item, i_eMode, s32VoDev, layer))
+  for (auto& [s32Output, layer] : *m_pLayers) {
+    if (!record.IsOn(s32Output))
+      LeaveText(io_item, s32Output);
+    else if (!ChangeTextOn(io_item, i_eMode, s32Output, layer))
       bDrawn = false;
   }
   return bDrawn;
 }
 
+Bool CPainter::ShowText(T_Item& io_item) {
+  const Bool bDrawn = ChangeText(io_item, EDrawMode::kDraw);
+  return RestoreAll(&io_item) && bDrawn;
+}
+
 void CPainter::Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn) {
-  for (const T_Drawn& drawn : io_item.m_vecDrawn) NoteDamage(drawn.m_s32VoDev, drawn.m_stRect);
+  for (const T_Drawn& drawn : io_item.m_vecDrawn) NoteDamage(drawn.m_s32Output, drawn.m_stRect);
   io_item.m_vecDrawn = std::move(i_vecDrawn);
-  for (const T_Drawn& drawn : io_item.m_vecDrawn) NoteDamage(drawn.m_s32VoDev, drawn.m_stRect);
+  for (const T_Drawn& drawn : io_item.m_vecDrawn) NoteDamage(drawn.m_s32Output, drawn.m_stRect);
 }
 
 void CPainter::LayOnce(const std::vector<T_Drawn>& i_vecDrawn, UInt32 i_u32Opacity) {
   for (const T_Drawn& drawn : i_vecDrawn) {
-    CLayer& layer = m_pLayers->at(drawn.m_s32VoDev);
+    CLayer& layer = m_pLayers->at(drawn.m_s32Output);
     LayPicture(*drawn.m_pPicture, drawn.m_stRect, i_u32Opacity, layer.Canvas(), drawn.m_stRect);
-    PaintItems(m_pItems->begin(), drawn.m_s32VoDev, layer.Canvas(), drawn.m_stRect, nullptr);
+    PaintItems(m_pItems->begin(), drawn.m_s32Output, layer.Canvas(), drawn.m_stRect, nullptr);
     layer.Refresh(drawn.m_stRect);
   }
 }
 
-void CPainter::SetBackground(SInt32 i_s32VoDev, std::shared_ptr<const CPicture> i_pPicture) {
-  if (i_pPicture == nullptr && !HasBackground(i_s32VoDev)) return;
-  const auto layer = m_pLayers->find(i_s32VoDev);
-  if (layer != m_pLayers->end()) NoteDamage(i_s32VoDev, layer->second.Canvas().Whole());
+void CPainter::SetBackground(SInt32 i_s32Output, std::shared_ptr<const CPicture> i_pPicture) {
+  if (i_pPicture == nullptr && !HasBackground(i_s32Output)) return;
+  const auto layer = m_pLayers->find(i_s32Output);
+  if (layer != m_pLayers->end()) NoteDamage(i_s32Output, layer->second.Canvas().Whole());
   if (i_pPicture == nullptr)
-    m_mapBackgrounds.erase(i_s32VoDev);
+    m_mapBackgrounds.erase(i_s32Output);
   else
-    m_mapBackgrounds[i_s32VoDev] = std::move(i_pPicture);
+    m_mapBackgrounds[i_s32Output] = std::move(i_pPicture);
 }
 
-void CPainter::ForgetLayer(SInt32 i_s32VoDev) {
-  m_mapBackgrounds.erase(i_s32VoDev);
-  m_mapDamage.erase(i_s32VoDev);
-  for (T_Item& item : *m_pItems) ForgetOn(item, i_s32VoDev);
+void CPainter::ForgetLayer(SInt32 i_s32Output) {
+  m_mapBackgrounds.erase(i_s32Output);
+  m_mapDamage.erase(i_s32Output);
+  for (T_Item& item : *m_pItems) ForgetOn(item, i_s32Output);
 }
 
 size_t CPainter::PictureBytes(const T_Item& i_item, const std::vector<T_Drawn>& i_vecDrawn) const {
   std::set<const CPicture*> pictures;  // one may lie in several places
-  for (const auto& [s32VoDev, pPicture] : m_mapBackgrounds) pictures.insert(pPicture.get());
+  for (const auto& [s32Output, pPicture] : m_mapBackgrounds) pictures.insert(pPicture.get());
   for (const T_Item& item : *m_pItems)
     for (const T_Drawn& drawn : &item == &i_item ? i_vecDrawn : item.m_vecDrawn)
       if (drawn.m_pPicture != nullptr) pictures.insert(drawn.m_pPicture.get());
@@ -139,51 +173,56 @@ size_t CPainter::PictureBytes(const T_Item& i_item, const std::vector<T_Drawn>& 
   return bytes;
 }
 
-void CPainter::PaintBackground(SInt32 i_s32VoDev, const T_Canvas& i_canvas,
+void CPainter::PaintBackground(SInt32 i_s32Output, const T_Canvas& i_canvas,
                                const T_Rect& i_rect) const {
-  const auto background = m_mapBackgrounds.find(i_s32VoDev);
+  const auto background = m_mapBackgrounds.find(i_s32Output);
   if (background == m_mapBackgrounds.end())
     ClearRect(i_canvas, i_rect);
   else
     LayPicture(*background->second, i_canvas.Whole(), kFullOpacity, i_canvas, i_rect);
 }
 
-Bool CPainter::Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect,
+Bool CPainter::Repaint(SInt32 i_s32Output, const T_Canvas& i_canvas, const T_Rect& i_rect,
                        const T_Item* i_pJudged) {
   // What lies under an opaque picture is not painted.
   auto item = m_pItems->begin();
   Bool bBackground = true;
   for (auto above = m_pItems->end(); bBackground && above != m_pItems->begin();) {
-    const T_Drawn* const pDrawn = (--above)->On(i_s32VoDev);
+    const T_Drawn* const pDrawn = (--above)->On(i_s32Output);
     if (pDrawn == nullptr || !Hides(*above, *pDrawn, i_rect)) continue;
     item = above;
     bBackground = false;
   }
-  if (bBackground) PaintBackground(i_s32VoDev, i_canvas, i_rect);
-  return PaintItems(item, i_s32VoDev, i_canvas, i_rect, i_pJudged);
+  if (bBackground) PaintBackground(i_s32Output, i_canvas, i_rect);
+  return PaintItems(item, i_s32Output, i_canvas, i_rect, i_pJudged);
 }
 
-Bool CPainter::PaintItems(T_ItemList::iterator i_from, SInt32 i_s32VoDev, const T_Canvas& i_canvas,
+Bool CPainter::PaintText(const T_Item& i_item, const T_Canvas& i_canvas, const T_Rect& i_rect) {
+  const std::optional<T_Layout> layout = m_objDrawer.LayOut(i_item.Shown().m_stRecord, i_canvas);
+  return layout && m_objDrawer.DrawOsdInfo(*layout, EDrawMode::kDraw, i_canvas, i_rect);
+}
+
+Bool CPainter::PaintItems(T_ItemList::iterator i_from, SInt32 i_s32Output, const T_Canvas& i_canvas,
                           const T_Rect& i_rect, const T_Item* i_pJudged) {
   Bool bDrawn = true;
   for (auto item = i_from; item != m_pItems->end(); ++item) {
-    const T_Drawn* const pDrawn = item->On(i_s32VoDev);
+    const T_Drawn* const pDrawn = item->On(i_s32Output);
     if (pDrawn == nullptr || Intersect(pDrawn->m_stRect, i_rect).IsEmpty()) continue;
-    const T_DispRecord& record = item->Shown().m_stRecord;
     if (pDrawn->m_pPicture != nullptr)
-      LayPicture(*pDrawn->m_pPicture, pDrawn->m_stRect, record.m_u16Opacity, i_canvas, i_rect);
-    else if (!m_objDrawer.DrawOsdInfo(record, kModeDraw, i_canvas, i_rect))
+      LayPicture(*pDrawn->m_pPicture, pDrawn->m_stRect, item->Shown().m_stRecord.m_u16Opacity,
+                 i_canvas, i_rect);
+    else if (!PaintText(*item, i_canvas, i_rect))
       bDrawn = bDrawn && &*item != i_pJudged;
   }
   return bDrawn;
 }
 
-Bool CPainter::Restore(const T_Item* i_pJudged) {
+Bool CPainter::RestoreAll(const T_Item* i_pJudged) {
   Bool bDrawn = true;
-  for (const auto& [s32VoDev, rect] : m_mapDamage) {
-    const auto layer = m_pLayers->find(s32VoDev);
+  for (const auto& [s32Output, rect] : m_mapDamage) {
+    const auto layer = m_pLayers->find(s32Output);
     if (layer == m_pLayers->end() || rect.IsEmpty()) continue;
-    if (!Repaint(s32VoDev, layer->second.Canvas(), rect, i_pJudged)) bDrawn = false;
+    if (!Repaint(s32Output, layer->second.Canvas(), rect, i_pJudged)) bDrawn = false;
     layer->second.Refresh(rect);
   }
   m_mapDamage.clear();

@@ -1,10 +1,12 @@
-// What lies on the canvases: puts items there and takes them off. Where no picture is, texts follow
-// rules of their own: they are drawn over what is there, and erasing one clears its cells. Where
-// one is, the canvas is painted anew from the list: the background (a picture of the whole canvas,
-// or nothing), then every item that lies there, in the list's order.
+// Puts items on the canvases of the layers and takes them off.
 //
-// Owned by the renderer and used under its mutexes. What changes is noted as one damaged rectangle
-// per layer; Restore paints and refreshes it. Nothing is read from the canvases but by blending.
+// A text that touches no picture is drawn over whatever is there, and to erase it its cells are
+// cleared, whatever else was there. Everything else goes by damage: what changes on a layer is
+// noted as one rectangle, and Restore paints that anew and refreshes it: first the background (a
+// picture of the canvas's size, or nothing), then every item that lies there, in the list's order.
+// A canvas is never read to find out what lies beneath.
+//
+// Owned by the renderer and used under its mutexes.
 #pragma once
 
 #include <map>
@@ -23,48 +25,57 @@ class CPainter {
 
   const T_LayerMap& Layers() const { return *m_pLayers; }
 
-  // Draws the text io_item, or erases it, on the layers of its output. Those where no picture
-  // touches it are refreshed at once. False for an unknown position code, and when the font or a
-  // glyph could not be had for one of the layers: the others are drawn all the same. What is not
-  // drawn at once may fail later: Restore tells.
+  // Draws the text io_item on the layers of its output, and restores whatever is damaged. False for
+  // an unknown position code, on whatever layers, and when the font or a glyph could not be had for
+  // one of them: the others are drawn all the same.
+  Bool ShowText(T_Item& io_item);
+
+  // Draws the text io_item, or erases it, on the layers of its output, and takes it off those of
+  // another output. Where it touches no picture and no damage that is at once, and refreshed;
+  // elsewhere it is only noted. Bounds of the canvas that it breaks are logged. False as ShowText,
+  // as far as it was drawn at once.
   Bool ChangeText(T_Item& io_item, EDrawMode i_eMode);
 
-  // io_item lies on these layers from now on, and no more where it was.
+  // io_item lies where i_vecDrawn says from now on, and no more where it was. Both are noted.
   void Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn);
 
-  // Lays pictures over what is there, as an item that counts as lying nowhere left them, and the
-  // items that lie there over them.
+  // Lays pictures, which belong to no item that lies anywhere, over what is on the canvases, draws
+  // the items that lie there over them, and refreshes. The next damage there removes them.
   void LayOnce(const std::vector<T_Drawn>& i_vecDrawn, UInt32 i_u32Opacity);
 
   // io_item counts as lying nowhere; its pixels stay.
   static void Forget(T_Item& io_item) { io_item.m_vecDrawn.clear(); }
 
-  // Paints what was noted and refreshes each layer once. False when the text *i_pJudged, which may
-  // be null, is among it and could not be drawn.
-  Bool Restore(const T_Item* i_pJudged = nullptr);
+  // Paints what is damaged anew, and refreshes each damaged layer once.
+  void Restore() { RestoreAll(nullptr); }
 
-  // The layer of i_s32VoDev is gone or new: nothing lies on it.
-  void ForgetLayer(SInt32 i_s32VoDev);
+  // The layer of i_s32Output is gone: neither items nor a background lie on it.
+  void ForgetLayer(SInt32 i_s32Output);
 
-  // i_pPicture, opaque and of the canvas's size, lies behind everything; null = nothing does.
-  void SetBackground(SInt32 i_s32VoDev, std::shared_ptr<const CPicture> i_pPicture);
+  // From now on i_pPicture, opaque and of the canvas's size, lies behind everything on that layer;
+  // null = nothing does. The whole canvas is noted.
+  void SetBackground(SInt32 i_s32Output, std::shared_ptr<const CPicture> i_pPicture);
   Bool HasBackground() const { return !m_mapBackgrounds.empty(); }
-  Bool HasBackground(SInt32 i_s32VoDev) const { return m_mapBackgrounds.contains(i_s32VoDev); }
+  Bool HasBackground(SInt32 i_s32Output) const { return m_mapBackgrounds.contains(i_s32Output); }
 
-  // Of all pictures that would lie on the canvases if i_item lay there as i_vecDrawn.
+  // The bytes of all pictures on the canvases, if i_item lay where i_vecDrawn says. A picture that
+  // lies in several places counts once.
   size_t PictureBytes(const T_Item& i_item, const std::vector<T_Drawn>& i_vecDrawn) const;
 
  private:
-  void LeaveText(T_Item& io_item, SInt32 i_s32VoDev);
-  Bool ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32VoDev, CLayer& io_layer);
-  Bool TouchesPicture(SInt32 i_s32VoDev, const T_Rect& i_rect) const;
-  Bool TouchesDamage(SInt32 i_s32VoDev, const T_Rect& i_rect) const;
-  void NoteDamage(SInt32 i_s32VoDev, const T_Rect& i_rect);
-  Bool Repaint(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect,
+  void LeaveText(T_Item& io_item, SInt32 i_s32Output);
+  Bool ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32Output, CLayer& io_layer);
+  Bool TouchesPicture(SInt32 i_s32Output, const T_Rect& i_rect) const;
+  Bool TouchesDamage(SInt32 i_s32Output, const T_Rect& i_rect) const;
+  void NoteDamage(SInt32 i_s32Output, const T_Rect& i_rect);
+  // False when *i_pJudged is a text that had to be painted anew and could not; it may be null.
+  Bool RestoreAll(const T_Item* i_pJudged);
+  Bool Repaint(SInt32 i_s32Output, const T_Canvas& i_canvas, const T_Rect& i_rect,
                const T_Item* i_pJudged);
-  Bool PaintItems(T_ItemList::iterator i_from, SInt32 i_s32VoDev, const T_Canvas& i_canvas,
+  Bool PaintItems(T_ItemList::iterator i_from, SInt32 i_s32Output, const T_Canvas& i_canvas,
                   const T_Rect& i_rect, const T_Item* i_pJudged);
-  void PaintBackground(SInt32 i_s32VoDev, const T_Canvas& i_canvas, const T_Rect& i_rect) const;
+  Bool PaintText(const T_Item& i_item, const T_Canvas& i_canvas, const T_Rect& i_rect);
+  void PaintBackground(SInt32 i_s32Output, const T_Canvas& i_canvas, const T_Rect& i_rect) const;
 
   T_LayerMap* const m_pLayers;
   T_ItemList* const m_pItems;

@@ -8,7 +8,8 @@ size_t TextLength(const T_DispRecord& i_record) { return std::strlen(i_record.m_
 
 }  // namespace
 
-// A request without text counts as one of length 0, although the stored text stays.
+// A request without text counts as one with an empty text here, although the stored text stays: it
+// is erased and drawn again.
 Bool CoversText(const T_DispRecord& i_new, const T_DispRecord& i_stored, Bool i_bAllLines) {
   if (!(i_new.m_u32Mask & kMaskText)) return TextLength(i_stored) == 0;
   if (!i_bAllLines) return TextLength(i_stored) == TextLength(i_new);

@@ -1,12 +1,12 @@
-// How a request changes the text item that it is about: its first line, or all of them.
+// How a request changes the text item that it is about: its first line, or all of them. No state.
 #pragma once
 
 #include "common/osd/disp_record.h"
 
-// Whether the cells of i_new cover those of the stored text; else these must be erased first.
+// Whether drawing i_new covers every cell of the stored text. Otherwise that must be erased first.
 Bool CoversText(const T_DispRecord& i_new, const T_DispRecord& i_stored, Bool i_bAllLines);
 
-// Takes over the text, when there is one.
+// Takes over the text, if the mask says that the request has one.
 void MergeText(const T_DispRecord& i_new, Bool i_bAllLines, T_DispRecord& io_stored);
 
 // Takes over everything but the text, as far as the request's mask says. Source, kind and mask stay

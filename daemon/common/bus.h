@@ -15,6 +15,7 @@ class CTask;
 //   asynchronous: copies the record into the module's queue; 1 = queued.
 //   synchronous: runs the module's handler on the calling thread under the bus lock; the result is
 //   the handler's. i_u32Arg is handed to that handler unchanged; callers pass 0.
+// What the record carries by address is the receiver's after an asynchronous 1, and else the sender's.
 // 0: null record, unknown destination, unknown type, full queue, bus lock not to be had in 2.9 s.
 // Each but the first leaves an ERROR line. Any thread.
 UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg);

@@ -7,7 +7,6 @@
 namespace {
 
 constexpr SInt32 kMaxWaitMs = 10;
-constexpr UInt32 kEchoedBytes = 1024;
 
 }  // namespace
 
@@ -23,10 +22,10 @@ UInt32 CTimer::HandleSyncMsg(const T_ModuleMsg* i_pMsg, UInt32 /*i_u32Arg*/) {
   CMutexLocker locker(&m_objHandlerLock);
   if (i_pMsg == nullptr) return 0;
   switch (i_pMsg->m_u32MsgNo) {
-    case kMsgTimerAdd:
+    case T_TimerAdd::kMsgNo:
       Add(*i_pMsg);
       break;
-    case kMsgTimerCancel:
+    case T_TimerCancel::kMsgNo:
       Cancel(*i_pMsg);
       break;
     case kMsgTimer:
@@ -40,18 +39,15 @@ UInt32 CTimer::HandleSyncMsg(const T_ModuleMsg* i_pMsg, UInt32 /*i_u32Arg*/) {
 
 void CTimer::Stop() {
   RequestStop();
-  T_ModuleMsg wake{};
-  wake.m_u32MsgType = kAsyncMsg;
-  wake.m_u32Dst = kModuleTimer;
-  wake.m_u32MsgNo = kMsgNone;
+  const T_ModuleMsg wake{kAsyncMsg, 0, kModuleTimer, kMsgNone, {}};
   PushMsg(&wake);
   StopAndWaitForThread();
 }
 
 void CTimer::Entry() {
   SetThreadName("timer");
+  T_ModuleMsg msg{};
   while (!IsStopRequested()) {
-    T_ModuleMsg msg{};
     msg.m_u32MsgNo = kMsgTimer;  // a wait that ends without a request is a scan
     m_objQueue.Pop(m_s32Wait.load(std::memory_order_relaxed), &msg);
     HandleSyncMsg(&msg, 0);
@@ -60,11 +56,12 @@ void CTimer::Entry() {
 
 // No check for duplicates: the same timer added twice is two timers.
 void CTimer::Add(const T_ModuleMsg& i_request) {
+  const auto add = i_request.Read<T_TimerAdd>();
   const T_TimerInfo timer{.m_u32Src = i_request.m_u32Src,
-                          .m_u32Type = i_request.Word(0),
-                          .m_u32Id = i_request.Word(1),
-                          .m_u32Interval = i_request.Word(2),
-                          .m_s64Deadline = CTime::Milliseconds() + i_request.Word(2),
+                          .m_u32Type = add.m_u32Type,
+                          .m_u32Id = add.m_u32Id,
+                          .m_u32Interval = add.m_u32Interval,
+                          .m_s64Deadline = CTime::Milliseconds() + add.m_u32Interval,
                           .m_stRequest = i_request,
                           .m_bFiring = false,
                           .m_bDead = false};
@@ -74,8 +71,7 @@ void CTimer::Add(const T_ModuleMsg& i_request) {
 }
 
 void CTimer::Cancel(const T_ModuleMsg& i_request) {
-  const UInt32 u32Type = i_request.Word(0);
-  const UInt32 u32Id = i_request.Word(1);
+  const auto [u32Type, u32Id] = i_request.Read<T_TimerCancel>();
   for (T_TimerInfo& timer : m_lstTimers) {
     if (timer.m_bDead || timer.m_u32Src != i_request.m_u32Src || timer.m_u32Type != u32Type ||
         timer.m_u32Id != u32Id)
@@ -106,13 +102,9 @@ void CTimer::Scan() {
 }
 
 void CTimer::Fire(T_TimerInfo& io_timer) {
-  T_ModuleMsg expiry{};
-  expiry.m_u32MsgType = io_timer.m_stRequest.m_u32MsgType;
-  expiry.m_u32Src = kModuleTimer;
-  expiry.m_u32Dst = io_timer.m_stRequest.m_u32Src;
-  expiry.m_u32MsgNo = kMsgTimer;
-  std::memcpy(expiry.m_aPayload, io_timer.m_stRequest.m_aPayload, kEchoedBytes);
-
+  const T_ModuleMsg& request = io_timer.m_stRequest;
+  const T_ModuleMsg expiry = MakeMessage(request.m_u32MsgType, kModuleTimer, request.m_u32Src,
+                                         request.Read<T_TimerExpiry>());
   io_timer.m_bFiring = true;
   SendSyncAndAsyncMsg(&expiry, 0);
   io_timer.m_bFiring = false;

@@ -7,8 +7,10 @@
 
 #include "daemon/common/module_msg.h"
 #include "daemon/common/msg_queue.h"
+#include "daemon/common/timer_commands.h"
 #include "framework/mutex.h"
 #include "framework/thread.h"
+#include "framework/thread_annotations.h"
 
 struct T_TimerInfo {
   UInt32 m_u32Src;       // module that asked for the timer
@@ -25,19 +27,16 @@ class CTimer : public CThread {
  public:
   ~CTimer() override;
 
-  // Requests, as records for module 3:
-  //   kMsgTimerAdd: words type, id, interval in ms, one word echoed; kMsgTimerCancel: words type,
-  //   id, matched together with the sender; kMsgTimer: scan now; anything else: ignored.
-  // The expiry message comes from module 3 to the sender, synchronously if the timer was added
-  // synchronously, as kMsgTimer with the first 1024 bytes of the add request's payload.
+  // Requests and expiries are those of timer_commands.h; other requests are ignored.
 
-  // Queues a request for the timer thread. 1 = queued; 0 = refused (with an ERROR line).
+  // Queues a request for the timer thread. 1 = queued; 0 = refused (with an ERROR line). Any thread.
   UInt32 PushMsg(const T_ModuleMsg* i_pMsg);
 
   // Handles a request on the calling thread. 1, or 0 for a null record. Waits for a request or an
-  // expiry that is under way on another thread, unless the caller holds HandlerLock() already.
+  // expiry that is under way on another thread, unless the caller holds HandlerLock() already. Any
+  // thread.
   UInt32 HandleSyncMsg(const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg);
-  CMutex& HandlerLock() { return m_objHandlerLock; }
+  CMutex& HandlerLock() RETURN_CAPABILITY(m_objHandlerLock) { return m_objHandlerLock; }
 
   // Ends the thread and waits for it: a matter of milliseconds. Call at most once, before exit.
   void Stop();
@@ -45,17 +44,17 @@ class CTimer : public CThread {
   void Entry() override;
 
  private:
-  void Add(const T_ModuleMsg& i_request);
-  void Cancel(const T_ModuleMsg& i_request);
-  void Scan();
-  void Fire(T_TimerInfo& io_timer);
+  void Add(const T_ModuleMsg& i_request) REQUIRES(m_objHandlerLock);
+  void Cancel(const T_ModuleMsg& i_request) REQUIRES(m_objHandlerLock);
+  void Scan() REQUIRES(m_objHandlerLock);
+  void Fire(T_TimerInfo& io_timer) REQUIRES(m_objHandlerLock);
 
   CMutex m_objHandlerLock;
   CMsgQueue m_objQueue;
   std::atomic<SInt32> m_s32Wait{10};  // ms; relaxed: a stale value costs one early or late scan
 
-  // Guarded by m_objHandlerLock, which is held while expiry messages are sent. A synchronous expiry
-  // may come back with requests of its own on the same thread, hence the marks in T_TimerInfo.
-  std::list<T_TimerInfo> m_lstTimers;
-  UInt32 m_u32ScanDepth = 0;
+  // Their lock is held while expiry messages are sent. A synchronous expiry may come back with
+  // requests of its own on the same thread, hence the marks in T_TimerInfo.
+  std::list<T_TimerInfo> m_lstTimers GUARDED_BY(m_objHandlerLock);
+  UInt32 m_u32ScanDepth GUARDED_BY(m_objHandlerLock) = 0;
 };

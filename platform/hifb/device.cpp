@@ -6,9 +6,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <mutex>
-
 #include "framework/log.h"
+#include "framework/mutex.h"
+#include "framework/thread_annotations.h"
 #include "platform/platform.h"
 
 namespace {
@@ -51,13 +51,17 @@ T_MediaSdk Load() {
   return sdk;
 }
 
+struct T_KeptSdk {
+  CMutex m_objMutex;
+  T_MediaSdk m_sdk GUARDED_BY(m_objMutex);
+};
+
 // Found once and kept; until then every call looks again.
 T_MediaSdk Sdk() {
-  static std::mutex& s_mutex = *new std::mutex;
-  static T_MediaSdk s_sdk;
-  const std::lock_guard<std::mutex> guard(s_mutex);
-  if (!s_sdk.Complete()) s_sdk = Load();
-  return s_sdk;
+  static T_KeptSdk& s_kept = *new T_KeptSdk;
+  const CMutexLocker locker(&s_kept.m_objMutex);
+  if (!s_kept.m_sdk.Complete()) s_kept.m_sdk = Load();
+  return s_kept.m_sdk;
 }
 
 }  // namespace

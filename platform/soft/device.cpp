@@ -4,9 +4,10 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <mutex>
 
 #include "framework/log.h"
+#include "framework/mutex.h"
+#include "framework/thread_annotations.h"
 #include "platform/platform.h"
 #include "platform/soft/fault_list.h"
 #include "platform/soft/faults.h"
@@ -18,19 +19,19 @@ namespace {
 constexpr size_t kMaxOpen = 64;  // devices, of one layer or of several
 
 struct T_OpenLayer {
-  std::string m_device;
+  std::string m_strDevice;
   std::unique_ptr<CSoftLayer> m_pLayer;
 };
 
 struct T_Screen {
-  std::mutex m_mutex;
-  CFaultList m_faults;
-  CSoftMemory m_memory;
-  std::map<SInt32, T_OpenLayer> m_layers;  // by descriptor
+  CMutex m_objMutex;
+  CFaultList m_faults GUARDED_BY(m_objMutex);
+  CSoftMemory m_memory GUARDED_BY(m_objMutex);
+  std::map<SInt32, T_OpenLayer> m_layers GUARDED_BY(m_objMutex);  // by descriptor
 
-  Bool InUse(const std::string& i_device) const {
+  Bool InUse(const std::string& i_strDevice) const REQUIRES(m_objMutex) {
     for (const auto& [s32Fd, open] : m_layers)
-      if (open.m_device == i_device) return true;
+      if (open.m_strDevice == i_strDevice) return true;
     return false;
   }
 };
@@ -41,11 +42,11 @@ T_Screen& Screen() {
   return s_screen;
 }
 
-Bool IsLayerDevice(const std::string& i_device) {
+Bool IsLayerDevice(const std::string& i_strDevice) {
   constexpr char kStem[] = "/dev/fb";
   constexpr size_t kStemLength = sizeof(kStem) - 1;
-  return i_device.size() == kStemLength + 1 && i_device.starts_with(kStem) &&
-         i_device.back() >= '0' && i_device.back() <= '7';
+  return i_strDevice.size() == kStemLength + 1 && i_strDevice.starts_with(kStem) &&
+         i_strDevice.back() >= '0' && i_strDevice.back() <= '7';
 }
 
 SInt32 Fail(SInt32 i_s32Errno) {
@@ -62,7 +63,7 @@ SInt32 DeviceOpen(const char* i_pPath) {
   Bool bFull;
   {
     T_Screen& screen = Screen();
-    const std::lock_guard<std::mutex> guard(screen.m_mutex);
+    const CMutexLocker locker(&screen.m_objMutex);
     if (const SInt32 s32Fault = screen.m_faults.Count(kSoftCallOpen)) return Fail(s32Fault);
     if (!IsLayerDevice(device)) return Fail(ENOENT);
     bFull = screen.m_layers.size() >= kMaxOpen;
@@ -85,7 +86,7 @@ SInt32 DeviceOpen(const char* i_pPath) {
 
 SInt32 DeviceIoctl(SInt32 i_s32Fd, UInt32 i_u32Request, void* io_pRecord) {
   T_Screen& screen = Screen();
-  const std::lock_guard<std::mutex> guard(screen.m_mutex);
+  const CMutexLocker locker(&screen.m_objMutex);
   if (const SInt32 s32Fault = screen.m_faults.Count(i_u32Request)) return Fail(s32Fault);
   const auto found = screen.m_layers.find(i_s32Fd);
   if (found == screen.m_layers.end()) return Fail(EBADF);
@@ -95,9 +96,9 @@ SInt32 DeviceIoctl(SInt32 i_s32Fd, UInt32 i_u32Request, void* io_pRecord) {
 
 void DeviceClose(SInt32 i_s32Fd) {
   T_Screen& screen = Screen();
-  const std::lock_guard<std::mutex> guard(screen.m_mutex);
+  const CMutexLocker locker(&screen.m_objMutex);
   auto closing = screen.m_layers.extract(i_s32Fd);
-  if (!closing.empty() && !screen.InUse(closing.mapped().m_device))
+  if (!closing.empty() && !screen.InUse(closing.mapped().m_strDevice))
     closing.mapped().m_pLayer->LastUserLeft();
 }
 
@@ -105,7 +106,7 @@ Bool ContiguousAlloc(UInt32 i_u32Size, T_ContiguousMemory* o_pMemory) {
   SInt32 s32Error;
   {
     T_Screen& screen = Screen();
-    const std::lock_guard<std::mutex> guard(screen.m_mutex);
+    const CMutexLocker locker(&screen.m_objMutex);
     s32Error = screen.m_faults.Count(kSoftCallAlloc);
     if (s32Error == 0) s32Error = screen.m_memory.Alloc(i_u32Size, o_pMemory);
   }
@@ -118,23 +119,23 @@ void ContiguousFree(const T_ContiguousMemory& i_memory) {
   Bool bKnown;
   {
     T_Screen& screen = Screen();
-    const std::lock_guard<std::mutex> guard(screen.m_mutex);
+    const CMutexLocker locker(&screen.m_objMutex);
     bKnown = screen.m_memory.Free(i_memory);
   }
   if (!bKnown) LOG_ERROR("free of unknown canvas memory at %#x", i_memory.m_u32Physical);
 }
 
 void SoftFail(UInt32 i_u32Call, UInt32 i_u32Nth, SInt32 i_s32Errno) {
-  const std::lock_guard<std::mutex> guard(Screen().m_mutex);
+  const CMutexLocker locker(&Screen().m_objMutex);
   Screen().m_faults.Add(i_u32Call, i_u32Nth, i_s32Errno);
 }
 
 void SoftFailNothing() {
-  const std::lock_guard<std::mutex> guard(Screen().m_mutex);
+  const CMutexLocker locker(&Screen().m_objMutex);
   Screen().m_faults.Clear();
 }
 
 T_SoftUsage SoftUsage() {
-  const std::lock_guard<std::mutex> guard(Screen().m_mutex);
+  const CMutexLocker locker(&Screen().m_objMutex);
   return {static_cast<UInt32>(Screen().m_layers.size()), Screen().m_memory.Count()};
 }

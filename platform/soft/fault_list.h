@@ -7,7 +7,9 @@
 
 class CFaultList {
  public:
+  // As SoftFail; orders stand beside one another.
   void Add(UInt32 i_u32Call, UInt32 i_u32Nth, SInt32 i_s32Errno);
+  // As SoftFailNothing.
   void Clear() { m_vecFaults.clear(); }
 
   // Counts one call of i_u32Call; the errno it must fail with, or 0.

@@ -30,6 +30,7 @@ class CMapping {
     if (Valid()) munmap(m_pStart, m_size);
   }
 
+  // Whether there is a mapping; Bytes() is its start, Size() its length in bytes.
   Bool Valid() const { return m_pStart != MAP_FAILED; }
   UInt8* Bytes() const { return static_cast<UInt8*>(m_pStart); }
   size_t Size() const { return m_size; }

@@ -92,10 +92,10 @@ const CSoftLayer::T_Request CSoftLayer::s_aRequests[] = {
     {kFbRefresh, kShown, kShown, kShown, &CSoftLayer::Refresh},
 };
 
-std::unique_ptr<CSoftLayer> CSoftLayer::Open(const std::string& i_path,
+std::unique_ptr<CSoftLayer> CSoftLayer::Open(const std::string& i_strPath,
                                              const CSoftMemory& i_memory) {
   // Without O_NONBLOCK a pipe in the layer's place would hold the caller for ever.
-  CDescriptor file(open(i_path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
+  CDescriptor file(open(i_strPath.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
   if (file.Get() < 0) return nullptr;
   if (!IsLayerOrBlank(file.Get())) {
     errno = ENODEV;

@@ -14,9 +14,10 @@
 
 class CSoftLayer {
  public:
-  // Opens the layer file i_path. Null with errno: as open(2); ENODEV when it is something else
+  // Opens the layer file i_strPath. Null with errno: as open(2); ENODEV when it is something else
   // than a layer file or an empty file; ENOSPC when there is no room for its header.
-  static std::unique_ptr<CSoftLayer> Open(const std::string& i_path, const CSoftMemory& i_memory);
+  static std::unique_ptr<CSoftLayer> Open(const std::string& i_strPath,
+                                          const CSoftMemory& i_memory);
 
   // A layer that nobody used until now is not shown, and a refresh that a dead process left half
   // copied counts as done.
@@ -29,15 +30,16 @@ class CSoftLayer {
   // when the file was removed or cut by somebody else; ENOSPC when it cannot grow.
   SInt32 Ioctl(UInt32 i_u32Request, void* io_pRecord);
 
+  // The layer file's descriptor; it stays this object's.
   SInt32 Fd() const { return m_file.Get(); }
 
  private:
-  enum Stage { kOpened, kAlphaSet, kInfoRead, kPlaced, kSized, kBuffered, kShown };
+  enum EStage { kOpened, kAlphaSet, kInfoRead, kPlaced, kSized, kBuffered, kShown };
   struct T_Request {
     UInt32 m_u32Code;
-    Stage m_eFirst;  // taken in the stages m_eFirst to m_eLast
-    Stage m_eLast;
-    Stage m_eNext;
+    EStage m_eFirst;  // taken in the stages m_eFirst to m_eLast
+    EStage m_eLast;
+    EStage m_eNext;
     SInt32 (CSoftLayer::*m_pHandle)(void* io_pRecord);
   };
   static const T_Request s_aRequests[];
@@ -61,6 +63,6 @@ class CSoftLayer {
   CDescriptor m_file;
   CMapping m_mapping;
   const CSoftMemory& m_memory;
-  Stage m_eStage = kOpened;
+  EStage m_eStage = kOpened;
   fb_var_screeninfo m_info;
 };

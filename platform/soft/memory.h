@@ -12,8 +12,8 @@ class CSoftMemory {
  public:
   static constexpr UInt64 kMaxBytes = UInt64{512} << 20;  // of all canvases together
 
-  // i_u32Size bytes filled with a pattern, so that nobody counts on zeros. 0, or an errno: ENOMEM
-  // above kMaxBytes.
+  // i_u32Size bytes filled with a pattern, so that nobody counts on zeros. 0, or an errno: EINVAL for
+  // no bytes; ENOMEM above kMaxBytes, or when no addresses are left; the system's, as mmap(2).
   SInt32 Alloc(UInt32 i_u32Size, T_ContiguousMemory* o_pMemory);
 
   // false for memory that Alloc did not give, or that was freed before.
@@ -22,6 +22,7 @@ class CSoftMemory {
   // The canvas of at least i_size bytes that starts at i_u64Physical, or null.
   const UInt8* Find(UInt64 i_u64Physical, size_t i_size) const;
 
+  // Canvases that were not freed.
   UInt32 Count() const { return static_cast<UInt32>(m_canvases.size()); }
 
  private:

@@ -31,7 +31,7 @@ class CRun {
     Step(kInit, Pack(1, 7, 0, 0, 320, 240));
     T_Text text{.m_u16X = 901, .m_u16Y = 703, .m_u8Size = 25};
     for (text.m_u8Align = 0; text.m_u8Align < 9; ++text.m_u8Align) {
-      text.m_u16Vout = static_cast<UInt16>(text.m_u8Align % 4 == 3 ? 255 : text.m_u8Align % 2);
+      text.m_u16Output = static_cast<UInt16>(text.m_u8Align % 4 == 3 ? 255 : text.m_u8Align % 2);
       text.m_text = "Text " + std::to_string(++text.m_u16Seq);
       Step(kText, text.Body());
     }
@@ -40,7 +40,7 @@ class CRun {
     Step(kDelete, Pack(UInt16{0}, UInt16{0x104}));
     Step(kInit, Pack(1, 7, -5, 7, 400, 200));
     Step(kInit, Pack(1, 6, 0, 0, 400, 0));
-    Step(kText, T_Text{.m_u16Vout = 255, .m_u16Seq = 0x301, .m_text = "everywhere"}.Body());
+    Step(kText, T_Text{.m_u16Output = 255, .m_u16Seq = 0x301, .m_text = "everywhere"}.Body());
     Bytes icon = Pack(UInt16{0}, UInt16{0x201}, static_cast<UInt32>(kIcon.size()));
     icon.insert(icon.end(), kIcon.begin(), kIcon.end());
     for (const UInt8 byte : Pack(UInt16{2000}, UInt16{1000}, UInt16{0}, UInt16{5000}, UInt16{150}))

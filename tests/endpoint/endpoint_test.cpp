@@ -1,8 +1,4 @@
 // From a parsed request to the renderer command that it becomes: this program is the bus.
-#include <arpa/inet.h>
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -11,7 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <thread>
+#include <tuple>
 
 #include "common/osd/commands.h"
 #include "common/osd/disp_record.h"
@@ -19,17 +15,21 @@
 #include "endpoint/osdcommands.h"
 #include "endpoint/osdcommutask.h"
 #include "endpoint/timeoutlist.h"
+#include "framework/clock.h"
 #include "framework/eventcontext.h"
 #include "framework/taskpool.h"
 #include "platform/platform.h"
 #include "tests/log_capture.h"
+#include "tests/system/peer.h"
 
 namespace {
 
 std::vector<T_ModuleMsg> g_commands;
 UInt32 g_u32BusResult = 1;
 std::atomic<Bool> g_bNoSockets{false};
-std::atomic<Bool> g_bFull{false};  // the renderer's queue, once, and nobody tells when it has room
+// 2: the renderer's queue is full, and nobody tells when it has room. 1: it has, and what waits in
+// sockets is lost, as damaged datagrams are.
+std::atomic<SInt32> g_s32Trouble{0};
 
 }  // namespace
 
@@ -44,7 +44,12 @@ UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
   g_commands.push_back(*i_pMsg);
   return g_u32BusResult;
 }
-Bool HasRoomFor(UInt32, CTask*) { return !g_bFull.exchange(false); }
+Bool HasRoomFor(UInt32, CTask*) {
+  const SInt32 s32Trouble = g_s32Trouble > 0 ? g_s32Trouble-- : 0;
+  for (int fd = 3; s32Trouble == 1 && fd < 99; ++fd)
+    while (recv(fd, nullptr, 0, MSG_DONTWAIT) >= 0) continue;
+  return s32Trouble != 2;
+}
 
 namespace {
 
@@ -87,10 +92,10 @@ class Commands : public testing::Test {
   CLogCapture m_log;
 };
 
-std::unique_ptr<char[]> Bytes(std::string_view i_text) {
-  auto pBytes = std::make_unique<char[]>(i_text.size());
-  i_text.copy(pBytes.get(), i_text.size());
-  return pBytes;
+std::unique_ptr<char[]> Copy(std::string_view i_text) {
+  auto pCopy = std::make_unique<char[]>(i_text.size());
+  i_text.copy(pCopy.get(), i_text.size());
+  return pCopy;
 }
 
 TEST_F(Commands, TextBecomesARecordThatIsTheRenderersUnlessRefused) {
@@ -100,13 +105,13 @@ TEST_F(Commands, TextBecomesARecordThatIsTheRenderersUnlessRefused) {
   request.m_u32Flag = 0x8000001F;
   const std::string text = std::string("a\0b", 3) + std::string(70, 'x') + '\0';
   request.m_u16StrLen = static_cast<UInt16>(text.size());
-  request.m_pStr = Bytes(text);
+  request.m_pStr = Copy(text);
   Request(kMsgOsdStringShow, std::move(request));
   ASSERT_EQ(g_commands.size(), 1u);
   EXPECT_EQ(g_commands[0].m_u32MsgType, kAsyncMsg);
   EXPECT_EQ(g_commands[0].m_u32Src, 9u);
   EXPECT_EQ(g_commands[0].m_u32MsgNo, 0x503u);
-  const std::unique_ptr<T_DispRecord> pRecord(g_commands[0].Block<T_DispRecord>());
+  const std::unique_ptr<T_DispRecord> pRecord(g_commands[0].Read<T_OsdTextShow>().m_pRecord);
   EXPECT_EQ(pRecord->m_u32Mask, 0x8000001Fu);
   EXPECT_EQ(pRecord->m_u16VoSeq, 2);
   EXPECT_EQ(pRecord->m_u16Seq, 0x0305);
@@ -130,15 +135,31 @@ TEST_F(Commands, HidesNameAnotherSourceAndTheLowByteOfTheOutput) {
   ASSERT_EQ(g_commands.size(), 6u) << "class 5 cannot be hidden";
   EXPECT_EQ(g_commands[0].m_u32Src, 1u);
   EXPECT_EQ(g_commands[1].m_u32MsgNo, 0x504u);
-  EXPECT_EQ(g_commands[1].Word(0), 0x01050002u);
+  const auto [u16Output, u16Seq] = g_commands[1].Read<T_OsdTextCancel>();
+  EXPECT_EQ(std::pair(u16Output, u16Seq), std::pair(UInt16{2}, UInt16{0x105}));
+  EXPECT_TRUE(m_log.Has("ERROR ProcessMsgOsdElemHide: Unknown osd type<0x5>"));
 }
 
-TEST_F(Commands, PicturesTravelWithTheirPaths) {
+TEST_F(Commands, DeletesNameAnotherSourceAndLeavePicturesAlone) {
+  T_MsgOsdElemDel request;
+  for (const UInt32 u32Seq : {0x0605U, 0x0205U, 0x0505U, 0xFFFFU}) {
+    request.m_u16OsdSeq = static_cast<UInt16>(u32Seq);
+    Request(kMsgOsdElemDel, request);
+  }
+  ASSERT_EQ(g_commands.size(), 2u);
+  const T_ModuleMsg& first = g_commands[0];
+  EXPECT_EQ(std::tuple(first.m_u32Src, first.m_u32MsgNo, first.Read<T_OsdDelete>().m_u16OsdSeq),
+            std::tuple(1, 0x50A, 0x505));
+  EXPECT_TRUE(m_log.Has("ERROR ProcessMsgOsdElemDel: Unknown osd type<0x6>"));
+  EXPECT_EQ(m_log.Count("WARN delete image, not implement!"), 2);
+}
+
+TEST_F(Commands, IconsTravelWithTheirPaths) {
   const std::string longest(2209, 'p');  // the record's whole text area
   for (const std::string& path : {longest + "p", std::string("a\0b", 3), longest + '\0'}) {
     T_MsgOsdDispImage icon;
     icon.m_u32StrLen = static_cast<UInt32>(path.size());
-    icon.m_pPath = Bytes(path);
+    icon.m_pPath = Copy(path);
     icon.m_u16Height = 44;
     icon.m_u16Opacity = 55;
     Request(kMsgOsdDispImage, std::move(icon));
@@ -147,81 +168,108 @@ TEST_F(Commands, PicturesTravelWithTheirPaths) {
       m_log.Has("ERROR picture <a\\x00b> is not shown: its path has 3 bytes; at most 2209 "
                 "and no NUL among them"));
   ASSERT_EQ(g_commands.size(), 1u) << "a NUL at the end is no part of the path";
-  const std::unique_ptr<T_DispRecord> pRecord(g_commands[0].Block<T_DispRecord>());
+  const std::unique_ptr<T_DispRecord> pRecord(g_commands[0].Read<T_OsdIconShow>().m_pRecord);
   EXPECT_EQ(pRecord->m_u32Kind, T_DispRecord::kKindIcon);
   EXPECT_EQ(pRecord->m_u16Time, 0xFFFF);
   EXPECT_EQ(pRecord->m_u32H, 44u);
   EXPECT_EQ(pRecord->m_u16Opacity, 55u);
   EXPECT_EQ(pRecord->Path(), longest);
+}
 
+TEST_F(Commands, TheGuideTravelsWithItsPath) {
   T_MsgOsdGuideShow guide;
   guide.m_u32PathLen = 3;
-  guide.m_pPath = Bytes({"a\0b", 3});
-  Request(kMsgOsdGuideShow, std::move(guide));  // refused as well
-  guide.m_u16OsdSeq = 9;
+  guide.m_pPath = Copy({"a\0b", 3});
+  Request(kMsgOsdGuideShow, std::move(guide));  // refused
   guide.m_u32PathLen = 5;
-  guide.m_pPath = Bytes("a.jpg");
+  guide.m_pPath = Copy("a.jpg");
   Request(kMsgOsdGuideShow, std::move(guide));
-  const std::unique_ptr<char[]> pPath(g_commands[1].Get<char*>(kPicturePathOffset));
+  ASSERT_EQ(g_commands.size(), 1u);
+  const auto picture = g_commands[0].Read<T_OsdPicture>();
+  const std::unique_ptr<char[]> pPath(picture.m_pPath);
   EXPECT_STREQ(pPath.get(), "a.jpg");
-  EXPECT_EQ(g_commands[1].Word(kPicturePathLenWord), 5u);
+  EXPECT_EQ(UInt32{picture.m_u32PathLen}, 5u);
+}
 
+TEST_F(Commands, HidesOfPicturesKeepTheWholeOutput) {
   T_MsgOsdCancelImage cancel;
   cancel.m_u16VoutSeq = 0x0102;
   cancel.m_u16OsdSeq = 0x0203;
   Request(kMsgOsdCancelImage, cancel);
-  EXPECT_EQ(g_commands[2].Word(0), 0x02030102u);
+  const auto hide = g_commands[0].Read<T_OsdIconHide>();
+  EXPECT_EQ(std::tuple(hide.m_u16Output, hide.m_u16OsdSeq, hide.m_u16What),
+            std::tuple(0x102, 0x203, 0));
   EXPECT_TRUE(m_log.Has("INFO osd image hide: vosseq<0x102> seq<0x203>"));
   HideOsdGuide(0xff);
-  EXPECT_EQ(g_commands[3].m_u32MsgNo, 0x506u);
-  EXPECT_EQ(std::pair(g_commands[3].Word(0), g_commands[3].Word(1)), std::pair(0xFFFF00FFu, 0xFFu));
+  EXPECT_EQ(g_commands[1].m_u32MsgNo, 0x506u);
+  const auto guideHide = g_commands[1].Read<T_OsdIconHide>();
+  EXPECT_EQ(std::tuple(guideHide.m_u16Output, guideHide.m_u16OsdSeq, guideHide.m_u16What),
+            std::tuple(0xFF, 0xFFFF, 0xFF));
   HideOsdGuide(0);
   EXPECT_TRUE(m_log.Has("ERROR HideOsdGuide: shouldn't be here"));
 }
 
 TEST_F(Commands, CalibrationTakesItsSizeFromTheResolutionFile) {
-  constexpr UInt32 kAny = 0xFFFFFFFF;  // out of range: some number, but no crash
-  struct T_Case {
-    std::string m_content;
-    UInt32 m_u32W, m_u32H;
-  };
   const std::filesystem::path file = SystemPath("/tmpfile/resolution.cfg");
   std::filesystem::create_directories(file.parent_path());
   T_MsgOsdTouchCalibration request;
-  for (const T_Case& c : {T_Case{"width=1920\nheight=1080\n", 1920, 1080},
-                          {"height = 720x\nwidth: 5\nwidth=1 \nwidths==3\nheight=x", 0, 0},
-                          {"width=-5\nheight=99999999999999999999999", 0, kAny},
-                          {"\xff\x01 width=3", 0, 0},
-                          {"xxxxxxxxxxxxxxxxxxxwidth=640", 640, 0},
-                          {std::string("width=7\0\nheight=8", 17), 7, 8},
-                          {std::string(4089, '\n') + "width=19", 1, 0}}) {
-    std::ofstream(file) << c.m_content;
+  const std::tuple<std::string, UInt32, UInt32> kFiles[] = {
+      {"width=1920\nheight=1080\n", 1920, 1080},
+      {"widths=1 \nheight = 720x\nwidth: 5", 0, 720},
+      {"width=-5\nheight=99999999999999999999999", 0, 0xFFFFFFFF},
+      {"\xff\x01 width=3\nheight==3", 0, 0},
+      {"xxxxxxxxxxxxxxxxxxxwidth=640", 640, 0},
+      {std::string("width=7\0\nheight=8", 17), 7, 8},
+      {std::string(4089, '\n') + "width=19", 1, 0}};
+  for (const auto& [content, u32Width, u32Height] : kFiles) {
+    std::ofstream(file) << content;
     Request(kMsgOsdTouchCalibration, request);
     const T_ModuleMsg& command = g_commands.back();
     EXPECT_EQ(command.m_u32MsgNo, 0x500u);
-    EXPECT_EQ(command.Word(1), 0u);
-    EXPECT_EQ(command.Word(4), c.m_u32W) << c.m_content;
-    EXPECT_TRUE(c.m_u32H == kAny || command.Word(5) == c.m_u32H) << c.m_content;
+    const T_LayerRequest layer = command.Read<T_OsdInit>().m_stLayer;
+    EXPECT_EQ(layer.m_s32Layer, 0);
+    EXPECT_EQ(layer.m_u32W, u32Width) << content;
+    EXPECT_EQ(layer.m_u32H, u32Height) << content;
   }
   EXPECT_TRUE(m_log.Has("INFO get resolution.cfg [1920 x 1080]"));
   g_commands.clear();
   std::filesystem::remove(file);
   Request(kMsgOsdTouchCalibration, request);
+  EXPECT_TRUE(m_log.Has("ERROR can not open resolution.cfg: <No such file or directory>!!!"));
   ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);  // without a writer, a reader waits for ever
   Request(kMsgOsdTouchCalibration, request);
   std::filesystem::remove(file);
   std::filesystem::create_symlink("/dev/zero", file);
   Request(kMsgOsdTouchCalibration, request);
   std::filesystem::remove(file);
-  EXPECT_TRUE(g_commands.empty());
-  EXPECT_TRUE(m_log.Has("ERROR can not open resolution.cfg: <No such file or directory>!!!"));
   EXPECT_EQ(m_log.Count("ERROR can not open resolution.cfg: <it is not a regular file>!!!"), 2);
-  request.m_u8CalibrationMode = 1;
-  Request(kMsgOsdTouchCalibration, request);
-  EXPECT_EQ(g_commands.back().m_u32MsgNo, 0x501u);
-  request.m_u8CalibrationMode = 2;
-  Request(kMsgOsdTouchCalibration, request);
-  EXPECT_EQ(g_commands.size(), 1u);
+  for (const UInt8 u8Mode : std::vector<UInt8>{1, 2, 3}) {
+    request.m_u8CalibrationMode = u8Mode;
+    Request(kMsgOsdTouchCalibration, request);
+  }
+  ASSERT_EQ(g_commands.size(), 1u);
+  EXPECT_EQ(g_commands[0].m_u32MsgNo, 0x501u);
+}
+
+TEST_F(Commands, WhatHasNoHandlerOrNoBodyIsLeftAlone) {
+  T_MsgParams params;
+  for (const T_CatalogueRow& row : kCatalogue)
+    m_pTask->ProcessOsdMsg(row.m_u32Id, kLoopback, 9635, &params);
+  m_pTask->ProcessOsdMsg(0x10007, kLoopback, 9635, &params);
+  EXPECT_TRUE(g_commands.empty() && m_pTask->Outgoing().IsEmpty());
+  for (const char* pLine :
+       {"INFO ProcessOsdMsg[9635]: RES_MSG_ACK", "INFO ProcessOsdMsg: RES_MSG_PROCESS_SUCCESS",
+        "WARN ProcessOsdMsg: RES_MSG_PROCESS_FAILURE", "WARN ProcessOsdMsg: ERR_RES_MSG_PARAM_LEN"})
+    EXPECT_EQ(m_log.Count(pLine), 1) << pLine;
+}
+
+TEST_F(Commands, OneMoreThanTheWaitingRepliesIsLostWithoutANumber) {
+  COutgoing& outgoing = m_pTask->Outgoing();
+  for (UInt32 i = 0; i <= 1024; ++i) outgoing.Queue(std::make_unique<T_MsgOsdDeinit>());
+  EXPECT_EQ(m_log.Count("WARN too many replies wait to be sent, current size<1024>"), 1);
+  UInt32 u32Taken = 0;
+  for (T_MsgParams params; outgoing.Take(&params);) ++u32Taken;
+  EXPECT_EQ(std::pair(u32Taken, outgoing.NextSeq()), std::pair(1024u, 1024u));
 }
 
 TEST_F(Commands, AHeaderTellsTheLengthOfTheBodyThatIsSent) {
@@ -232,7 +280,7 @@ TEST_F(Commands, AHeaderTellsTheLengthOfTheBodyThatIsSent) {
   };
   EXPECT_EQ(lengthOf(std::make_unique<T_MsgOsdDeinit>()), 0) << "sent without its six fields";
   auto pCut = std::make_unique<T_MsgOsdStringShow>();
-  pCut->m_u32Flag = kStringShowTextFollows;
+  pCut->m_u32Flag = kMaskText;
   pCut->m_u16StrLen = 0xFFFF;
   pCut->m_pStr = std::make_unique<char[]>(0xFFFF);
   EXPECT_EQ(lengthOf(std::move(pCut)), 4096 - 18);
@@ -260,14 +308,19 @@ TEST_F(Commands, NotificationsLeaveFromTheirOwnSocket) {
     params.Body<T_MsgOsdElemHide>() = std::make_unique<T_MsgOsdElemHide>();
     params.Body<T_MsgOsdElemHide>()->m_u32RemoteAddr = kLoopback;
     params.Body<T_MsgOsdElemHide>()->m_u16RemotePort = ntohs(own.sin_port);
+    params.Header()->m_u32Seq = 1000;
     pTask->SendNotifyMsg(&params);
     EXPECT_EQ(params.Body<T_MsgOsdElemHide>(), nullptr);
   }
-  char aBuf[64];
+  UInt8 aBuf[64];
   EXPECT_EQ(recv(receiver, aBuf, sizeof(aBuf), 0), 22);
+  EXPECT_LT(DecodeHeader(aBuf).m_u32Seq, 100U);
   close(receiver);
   EXPECT_EQ(pTask->SendNotifyMsg(nullptr), EINVAL);
   EXPECT_TRUE(m_log.Has("ERROR CEventMonitorTask SendNotifyMsg para <0> err"));
+  pTask->Signal(CTask::kWriteEvent);
+  EXPECT_TRUE(
+      Eventually([&] { return m_log.Has("WARN ProcessWriteEvent m_objMsgQueue is empty"); }));
   pTask->Signal(CTask::kKillEvent);
 }
 
@@ -282,15 +335,14 @@ TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
   std::getline(std::ifstream("/proc/self/comm"), name);
   const std::string taken = "WARN 127.0.0.1:" + std::to_string(ntohs(port.sin_port)) +
                             " is taken by process " + std::to_string(getpid()) + " (" + name + ")";
-  for (int turn = 0; turn < 1000 && !m_log.Has(taken); ++turn) CThread::Sleep(10);
+  EXPECT_TRUE(Eventually([&] { return m_log.Has(taken); }));
   close(blocker);
-  g_bFull = true;
+  g_s32Trouble = 2;
   const int peer = socket(AF_INET, SOCK_DGRAM, 0);
-  for (int turn = 0; turn < 1000 && !m_log.Has("WARN Msg head len error"); ++turn) {
+  EXPECT_TRUE(Eventually([&] {
     sendto(peer, "", 0, 0, reinterpret_cast<sockaddr*>(&port), sizeof(port));
-    CThread::Sleep(10);
-  }
-  EXPECT_TRUE(m_log.Has("WARN Msg head len error")) << "still deaf";
+    return m_log.Has("WARN Msg head len error");
+  })) << "still deaf";
   EXPECT_EQ(m_log.Count(told), 1);
   EXPECT_EQ(m_log.Count(taken), 1);
   CUDPSocket thief(nullptr, 0);
@@ -299,6 +351,7 @@ TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
   EXPECT_EQ(thief.Bind(kLoopback, ntohs(port.sin_port)), EADDRINUSE);
   close(peer);
   pTask->Signal(CTask::kKillEvent);
+  EXPECT_TRUE(Eventually([&] { return thief.Bind(kLoopback, ntohs(port.sin_port)) == 0; }));
 }
 
 TEST_F(Commands, WithoutADescriptorItSaysThatItIsDeaf) {
@@ -307,21 +360,23 @@ TEST_F(Commands, WithoutADescriptorItSaysThatItIsDeaf) {
   const std::string told =
       "ERROR cannot open the control socket: Too many open files; deaf until started with more "
       "files (ulimit -n)";
-  for (int turn = 0; turn < 1000 && !m_log.Has(told); ++turn) CThread::Sleep(10);
+  EXPECT_TRUE(Eventually([&] { return m_log.Has(told); }));
   g_bNoSockets = false;
-  EXPECT_TRUE(m_log.Has(told));
 }
 
-TEST(TimeoutList, IsEmptiedOnceAfterItsStartAndNeverBefore) {
+TEST(TimeoutList, IsEmptiedAPeriodAfterItsStart) {
   StartFrameworkOnce();
-  auto* const pList = new CTimeoutList;
-  CTimeoutList::Insert(1);
-  CTimeoutList::Insert(2);
-  EXPECT_EQ(CTimeoutList::PendingCount(), 2u);
-  pList->Signal(CTask::kStartEvent);
-  for (int turn = 0; turn < 1000 && CTimeoutList::PendingCount() != 0; ++turn) CThread::Sleep(10);
-  EXPECT_EQ(CTimeoutList::PendingCount(), 0u);
-  pList->Signal(CTask::kKillEvent);
+  for (const auto& [pPeriod, s64Ms] : {std::pair("", 0), std::pair("300", 300)}) {
+    auto* const pList = new CTimeoutList(pPeriod);
+    CTimeoutList::Insert(1);
+    CTimeoutList::Insert(2);
+    EXPECT_EQ(CTimeoutList::PendingCount(), 2u);
+    const SInt64 s64Start = CTime::Milliseconds();
+    pList->Signal(CTask::kStartEvent);
+    EXPECT_TRUE(Eventually([] { return CTimeoutList::PendingCount() == 0; }));
+    EXPECT_GE(CTime::Milliseconds() - s64Start, s64Ms);
+    pList->Signal(CTask::kKillEvent);
+  }
 }
 
 }  // namespace

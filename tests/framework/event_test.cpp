@@ -1,5 +1,7 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/select.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -11,21 +13,51 @@
 
 namespace {
 
+std::atomic<SInt32> s_s32Bound{0};    // of the last select()
+std::atomic<UInt32> s_u32Selects{0};  // that have begun
+std::atomic<int> s_failure{0};        // the errno of the next one, once
+std::mutex s_selectGate;              // which each passes before it looks
+
+}  // namespace
+
+// Between the event thread and the kernel.
+int select(int i_bound, fd_set* io_pRead, fd_set* io_pWrite, fd_set* io_pExcept,
+           timeval* io_pTimeout) {
+  constexpr const char* kName = sizeof(long) == 4 ? "__select64" : "select";
+  static const auto s_pReal = reinterpret_cast<decltype(&select)>(dlsym(RTLD_NEXT, kName));
+  s_s32Bound = i_bound;
+  ++s_u32Selects;
+  s_selectGate.lock();
+  s_selectGate.unlock();
+  errno = s_failure.exchange(0);
+  return errno != 0 ? -1 : s_pReal(i_bound, io_pRead, io_pWrite, io_pExcept, io_pTimeout);
+}
+
+namespace {
+
 // A watched end of a stream whose deliveries are recorded: its name, then R or W.
 class CWatchedEnd : public CEventContext {
  public:
-  // Its descriptor is the first free one from i_s32Lowest on; a byte waits in it.
-  CWatchedEnd(char i_cName, SInt32 i_s32Lowest) : CEventContext(-1), m_cName(i_cName) {
+  // Its descriptor is the first free one from i_s32Lowest on; a byte waits in it, or none.
+  CWatchedEnd(char i_cName, SInt32 i_s32Lowest, ssize_t i_sBytes = 1)
+      : CEventContext(-1), m_cName(i_cName) {
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, m_aEnds), 0);
     InitNonBlocking(fcntl(m_aEnds[0], F_DUPFD_CLOEXEC, i_s32Lowest));
     close(m_aEnds[0]);
-    EXPECT_EQ(write(m_aEnds[1], "x", 1), 1);
+    EXPECT_EQ(write(m_aEnds[1], "x", static_cast<size_t>(i_sBytes)), i_sBytes);
   }
   ~CWatchedEnd() override {
     AutoCleanup();
     close(m_aEnds[1]);
   }
 
+  void ArmAndAwait(int i_failure = 0) {
+    s_failure = i_failure;
+    RequestEvent(EV_RE);
+    s_delivered.acquire();
+  }
+
+  using CEventContext::m_s32FileDesc;
   std::mutex m_gate;  // the event thread passes it after every delivery
   static inline std::string s_log;
   static inline std::counting_semaphore<> s_delivered{0};
@@ -53,36 +85,83 @@ class EventLoop : public testing::Test {
 
 TEST_F(EventLoop, DeliversOnceUntilAskedAgainEvenByANewOwner) {
   CWatchedEnd objOnce('a', 200), objOther('b', 210), objHeir('c', 220);
-  objOnce.RequestEvent(EV_RE);
-  CWatchedEnd::s_delivered.acquire();
-  objOther.RequestEvent(EV_RE);  // a round in which the first one's byte still waits
-  CWatchedEnd::s_delivered.acquire();
+  objOnce.ArmAndAwait();
+  objOther.ArmAndAwait();  // a round in which the first one's byte still waits
   objHeir.TakeOverContext(objOnce);
-  objHeir.RequestEvent(EV_RE);
-  CWatchedEnd::s_delivered.acquire();
-  EXPECT_EQ(CWatchedEnd::s_log, "aRbRcR");
+  objHeir.ArmAndAwait();
+  objOther.Cleanup();
+  objOther.InitNonBlocking(fcntl(objHeir.m_s32FileDesc, F_DUPFD_CLOEXEC, 230));
+  objOther.ArmAndAwait();
+  EXPECT_EQ(CWatchedEnd::s_log, "aRbRcRbR");
 }
 
 TEST_F(EventLoop, ReadsComeFirstAndRemovalsInARoundLoseNothingElse) {
-  CWatchedEnd objFirst('a', 200), objLow('b', 210), objBoth('c', 220), objGone('d', 240);
+  CWatchedEnd objFirst('a', 200), objLow('b', 230), objBoth('c', 220), objGone('d', 240);
   std::unique_lock beforeRound(objFirst.m_gate), inRound(objBoth.m_gate);
-  objFirst.RequestEvent(EV_RE);
-  CWatchedEnd::s_delivered.acquire();
-  objLow.RequestEvent(EV_WR);
+  objFirst.ArmAndAwait();
+  for (int i = 0; i < 70000; ++i) objLow.RequestEvent(EV_WR);  // more than the wake-up pipe takes
   for (CWatchedEnd* pEnd : {&objBoth, &objGone}) pEnd->RequestEvent(EV_RE | EV_WR);
-  const SInt32 s32Gone = objGone.GetFileDesc();
-  EXPECT_EQ(select_highestwatched(), s32Gone);
+  const SInt32 s32Gone = objGone.m_s32FileDesc;
   beforeRound.unlock();
   CWatchedEnd::s_delivered.acquire();
+  EXPECT_EQ(s_s32Bound, s32Gone + 1);
   objGone.Cleanup();
-  EXPECT_EQ(select_highestwatched(), objLow.GetFileDesc());
   EXPECT_GE(fcntl(s32Gone, F_GETFD), 0);  // the event thread closes it
   objBoth.RequestEvent(EV_RE);            // while its write event is on its way
   inRound.unlock();
   for (int i = 0; i < 2; ++i) CWatchedEnd::s_delivered.acquire();
-  objFirst.RequestEvent(EV_RE);
+  objFirst.ArmAndAwait();
+  EXPECT_EQ(CWatchedEnd::s_log, "aRcRcWbWaR");
+  EXPECT_EQ(s_s32Bound, objLow.m_s32FileDesc + 1);
+}
+
+// The number that it had belongs to somebody else by the time its event would be delivered.
+TEST_F(EventLoop, WhatIsRemovedWhileSelectWaitsIsNotDelivered) {
+  CWatchedEnd objBefore('a', 200), objFirst('b', 210), objGone('c', 220);
+  std::unique_lock beforeRound(objBefore.m_gate), inRound(objFirst.m_gate);
+  objBefore.ArmAndAwait();
+  std::unique_lock inSelect(s_selectGate);
+  for (CWatchedEnd* pEnd : {&objFirst, &objGone}) pEnd->RequestEvent(EV_RE);
+  const UInt32 u32Selects = s_u32Selects;
+  beforeRound.unlock();
+  while (s_u32Selects == u32Selects) std::this_thread::yield();
+  const SInt32 s32Gone = objGone.m_s32FileDesc;
+  objGone.Cleanup();
+  inSelect.unlock();
   CWatchedEnd::s_delivered.acquire();
-  EXPECT_EQ(CWatchedEnd::s_log, "aRcRbWcWaR");
+  CWatchedEnd objQuiet('d', s32Gone, 0);
+  EXPECT_EQ(objQuiet.m_s32FileDesc, s32Gone);
+  objQuiet.RequestEvent(EV_RE);
+  inRound.unlock();
+  objBefore.ArmAndAwait();
+  EXPECT_EQ(CWatchedEnd::s_log, "aRbRaR");
+}
+
+using EventLoopDeathTest = EventLoop;  // a name that an emulator's run leaves out
+TEST_F(EventLoopDeathTest, InterruptionsAreNotFatalAndRealErrorsAre) {
+  CWatchedEnd objEnd('a', 200);
+  for (const int passing : {EINTR, EBADF}) objEnd.ArmAndAwait(passing);
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(objEnd.ArmAndAwait(EINVAL), "eventcontext:162: virtual void CEventThread::Entry");
+}
+
+// The identifier given out last, which no function tells.
+std::atomic<UInt32>& LastIdentifier();
+template <auto t_pMember>
+struct T_Reached {
+  friend std::atomic<UInt32>& LastIdentifier() { return *t_pMember; }
+};
+template struct T_Reached<&CEventContext::s_u32UniqueID>;
+
+TEST_F(EventLoop, IdentifiersWrapAndSkipThoseInUse) {
+  CWatchedEnd objLast('a', 200), objGreatest('b', 210), objWrapped('c', 220), objSkips('d', 230);
+  LastIdentifier() = 9999998;
+  for (CWatchedEnd* pEnd : {&objLast, &objGreatest, &objWrapped}) pEnd->ArmAndAwait();
+  EXPECT_EQ(LastIdentifier(), 1U);
+  LastIdentifier() = 9999998;
+  objSkips.ArmAndAwait();
+  EXPECT_EQ(LastIdentifier(), 2U);
+  EXPECT_EQ(CWatchedEnd::s_log, "aRbRcRdR");
 }
 
 struct T_Idle : CTask {

@@ -4,10 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <barrier>
 #include <deque>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <log4cpp/FileAppender.hh>
+#include <optional>
 #include <thread>
 
 #include "framework/clock.h"
@@ -41,16 +44,21 @@ int pthread_cond_clockwait(pthread_cond_t* i_pCond, pthread_mutex_t* i_pMutex, c
 
 namespace {
 
+// A call through one of these is not followed by the compiler's own look at who holds what.
+const auto Lock = std::mem_fn(&CMutex::RecursiveLock);
+const auto TryLock = std::mem_fn(&CMutex::RecursiveTryLock);
+const auto Unlock = std::mem_fn(&CMutex::RecursiveUnlock);
+
 TEST(Mutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
   CMutex mutex;
-  mutex.RecursiveLock();
-  for (int i = 0; i < 2; ++i) EXPECT_TRUE(mutex.RecursiveTryLock());
+  Lock(mutex);
+  for (int i = 0; i < 2; ++i) EXPECT_TRUE(TryLock(mutex));
   for (const Bool bFree : {false, false, false, true}) {
     std::thread([&] {
-      EXPECT_EQ(mutex.RecursiveTryLock(), bFree);
-      if (bFree) mutex.RecursiveUnlock();
+      EXPECT_EQ(TryLock(mutex), bFree);
+      if (bFree) Unlock(mutex);
     }).join();
-    if (!bFree) mutex.RecursiveUnlock();
+    if (!bFree) Unlock(mutex);
   }
 }
 
@@ -139,29 +147,38 @@ TEST(Log, LosesNoLineWhileItsFileMovesAndTellsWhenItHasNone) {
   log4cpp::Category::getInstance("CATEGORY").removeAppender(pAppender);
 }
 
-TEST(MutexRW, WaitingWriterGoesBeforeNewReaders) {
+// A thread that blocks already, or has ended, by the kernel's word.
+std::thread StartAndAwaitBlock(const std::function<void()>& i_body) {
+  std::atomic<pid_t> tid{0};
+  std::thread thread([&tid, i_body] {
+    tid = gettid();
+    i_body();
+  });
+  while (tid == 0) sched_yield();
+  const std::string path = "/proc/self/task/" + std::to_string(tid) + "/stat";
+  for (std::string text; std::getline(std::ifstream(path), text); sched_yield())
+    if (text[text.rfind(')') + 2] == 'S') break;
+  return thread;
+}
+
+TEST(MutexRW, WaitingWriterGoesBeforeNewReadersAndLetsThemAllIn) {
   CMutexRW lock;
-  std::string order;  // guarded by the lock: the writer alone, then one reader
-  for (int i = 0; i < 2; ++i) lock.LockRead();
+  Bool bWritten = false;  // plain on purpose: only the lock orders it
+  std::barrier together(2);
   std::vector<std::thread> threads;
-  for (const auto& [pLock, cName] :
-       {std::pair(&CMutexRW::LockWrite, 'w'), std::pair(&CMutexRW::LockRead, 'r')}) {
-    std::atomic<pid_t> tid{0};
-    threads.emplace_back([&, pLock = pLock, cName = cName] {
-      tid = gettid();
-      (lock.*pLock)();
-      order += cName;
-      lock.Unlock();
-    });
-    while (tid == 0) sched_yield();
-    // Until the kernel says that it blocks, or has ended.
-    const std::string path = "/proc/self/task/" + std::to_string(tid) + "/stat";
-    for (std::string text; std::getline(std::ifstream(path), text); sched_yield())
-      if (text[text.rfind(')') + 2] == 'S') break;
-  }
-  for (int i = 0; i < 2; ++i) lock.Unlock();
+  std::optional<CReadLocker> first(&lock), second(&lock);
+  threads.push_back(StartAndAwaitBlock([&] {
+    const CWriteLocker locker(&lock);
+    bWritten = true;
+  }));
+  for (int i = 0; i < 2; ++i)
+    threads.push_back(StartAndAwaitBlock([&] {
+      const CReadLocker locker(&lock);
+      EXPECT_TRUE(bWritten);
+      together.arrive_and_wait();
+    }));
+  for (auto* pReader : {&first, &second}) pReader->reset();
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(order, "wr");
 }
 
 TEST(Queue, IsFirstInFirstOutAndSurvivesMisplacedCalls) {
@@ -216,24 +233,32 @@ TEST(Heap, ExtractsByKeyAndEqualKeysInOrderOfInsertion) {
   for (SInt64 i = 5; i < 2506; ++i) ASSERT_EQ(heap.ExtractMin()->GetValue(), i);
 }
 
-TEST(RefTable, UnRegisterWaitsForTheLastRelease) {
-  char aBytes[] = "key";
-  CPLString key(aBytes, 3);
+TEST(RefTable, UnRegisterAndSwapWaitForTheLastRelease) {
+  char aBytes[] = {10, 50, 20};
+  CPLString key(aBytes, 2), longer(aBytes, 3);
+  EXPECT_EQ(CRefTableUtils::HashString(&key), CRefTableUtils::HashString(&longer));
   CRefTable table;
   for (int round = 0; round < 200; ++round) {
     auto pRef = std::make_unique<CRef>(key, nullptr);
+    CRef heir(key, nullptr);
     std::atomic<Bool> bUsed{true};
-    table.Register(pRef.get());
-    CRef* const pHeld = table.Resolve(&key);
+    EXPECT_EQ(table.Register(pRef.get()), OS_NoErr);
+    EXPECT_EQ(table.Register(&heir), EPERM);
+    CRef* const pHeld = pRef.get();
+    EXPECT_EQ(table.Resolve(&longer), nullptr);
+    for (int user = 0; user < 2; ++user) EXPECT_EQ(table.Resolve(&key), pHeld);
     std::thread owner([&] {
-      table.UnRegister(pRef.get());
+      round % 2 == 0 ? table.UnRegister(pRef.get()) : table.Swap(&heir);
       EXPECT_FALSE(bUsed);
       pRef.reset();
     });
     sched_yield();
+    table.Release(pHeld);
+    sched_yield();
     bUsed = false;
     table.Release(pHeld);
     owner.join();
+    table.UnRegister(&heir);
   }
 }
 

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <deque>
 #include <functional>
+#include <optional>
 #include <semaphore>
 #include <thread>
 
@@ -26,14 +28,22 @@ struct T_Scripted : CIdleTask {
   SInt64 Run() override {
     m_vecEvents.push_back(GetEvents());
     m_s64RanAt = CTime::Milliseconds();
+    m_pRanOn = static_cast<CTaskThread*>(CThread::GetCurrent());
+    m_tid = gettid();
+    m_began.release();
     const SInt64 s64Result = m_script(this, m_vecEvents.back());
     m_ran.release();
     return s64Result;
   }
+  using CTask::m_bWriteLock;
+  using CTask::m_pDefaultThread;
+  using CTask::m_pUseThisThread;
   Script m_script;
   std::vector<EventFlags> m_vecEvents;
   SInt64 m_s64RanAt = 0;
-  std::counting_semaphore<> m_ran{0};
+  CTaskThread* m_pRanOn = nullptr;
+  pid_t m_tid = 0;
+  std::counting_semaphore<> m_began{0}, m_ran{0};
 };
 
 // Declared after the tasks, which it may still be running.
@@ -57,6 +67,82 @@ TEST(Tasks, RunAgainForSignalsOfARunAndNotBeforeTheTimeAskedFor) {
               ElementsAre(CTask::kStartEvent, CTask::kReadEvent | CTask::kWriteEvent,
                           CTask::kReadEvent | CTask::kIdleEvent));
   EXPECT_GE(task.m_s64RanAt - s64Start, 60);
+}
+
+TEST(Tasks, GoRoundTheThreadsFromTheSecondOnUnlessPinned) {
+  std::deque<T_Scripted> tasks(5), pinned(2);
+  const T_Threads threads(4);
+  for (T_Scripted& task : tasks) {
+    task.Signal(CTask::kStartEvent);
+    task.m_ran.acquire();
+  }
+  for (const size_t i : {0U, 1U, 2U}) {  // each was started later, unless the kernel began anew
+    const pid_t step = tasks[i].m_tid - tasks[(i + 3) % 4].m_tid;
+    EXPECT_TRUE(step > 0 || step < -10000);
+  }
+  EXPECT_EQ(tasks[4].m_tid, tasks[0].m_tid);
+  for (T_Scripted& task : pinned) task.m_pDefaultThread = tasks[0].m_pRanOn;
+  for (size_t turn = 0; turn < 7; ++turn) {  // one that runs there tells that the other one sleeps
+    T_Scripted& task = pinned[turn % 2];
+    if (turn == 6) task.m_pUseThisThread = tasks[1].m_pRanOn;
+    task.Signal(CTask::kStartEvent);
+    task.m_ran.acquire();
+    EXPECT_EQ(task.m_tid, tasks[turn == 6 ? 1 : 0].m_tid);
+  }
+}
+
+TEST(Tasks, AreKeptOutByAWriteLockedRunButNotByTheNext) {
+  std::counting_semaphore<> go{0};
+  const auto holdOn = [&](auto*, auto) {
+    go.acquire();
+    return 0;
+  };
+  T_Scripted writer(holdOn), reader(holdOn);
+  writer.m_bWriteLock = true;
+  const T_Threads threads(2);
+  writer.Signal(CTask::kStartEvent);
+  writer.m_began.acquire();
+  reader.Signal(CTask::kStartEvent);
+  EXPECT_FALSE(reader.m_began.try_acquire_for(std::chrono::milliseconds(50)));
+  go.release();
+  reader.m_began.acquire();
+  writer.Signal(CTask::kReadEvent);
+  writer.m_began.acquire();
+  go.release(2);
+}
+
+struct T_Mortal : T_Scripted {
+  using T_Scripted::T_Scripted;
+  ~T_Mortal() override {
+    Signal(kReadEvent);
+    s_late = GetEvents();
+  }
+  static inline std::optional<EventFlags> s_late;
+};
+
+TEST(Tasks, AreDeletedWhenKilledDuringTheirLastRunAndTakeNoSignalThen) {
+  auto* const pTask = new T_Mortal([](T_Scripted* i_pTask, CTask::EventFlags e) {
+    if (e == CTask::kKillEvent) return -1;
+    while (!CThread::GetCurrent()->IsStopRequested()) sched_yield();
+    i_pTask->Signal(CTask::kKillEvent);
+    return 0;
+  });
+  {
+    const T_Threads threads(1);
+    pTask->Signal(CTask::kStartEvent);
+  }
+  EXPECT_EQ(T_Mortal::s_late, CTask::EventFlags{0});
+}
+
+TEST(Tasks, KeepTheFlagsThatArriveWhileOthersAreTaken) {
+  T_Scripted task;
+  std::atomic<UInt32> taken{0};
+  std::thread signaller([&] {
+    for (UInt32 sent = 0; sent < 1000; task.Signal(CTask::kReadEvent), ++sent)
+      while (taken != sent) sched_yield();
+  });
+  while (taken < 1000) taken += task.GetEvents() / CTask::kReadEvent;
+  signaller.join();
 }
 
 // One task signals itself, one wakes every millisecond, all are signalled from outside while the
@@ -84,19 +170,25 @@ TEST(Tasks, NoSignalReachesAThreadThatIsBeingRemoved) {
   }
 }
 
-TEST(IdleTimer, FiresOnceAtItsFirstDeadlineUnlessCancelled) {
-  T_Scripted cancelled, alarm, later;
+TEST(IdleTimer, FiresOnceAtItsFirstDeadlineUnlessCancelledOrGone) {
+  T_Scripted cancelled, alarm, later, far;
+  std::optional<T_Scripted> gone;
+  far.SetIdleTimer(3600000);
   const T_Threads threads(1);
   const SInt64 s64Start = CTime::Milliseconds();
   cancelled.SetIdleTimer(50);
   cancelled.CancelTimeout();
+  gone.emplace().SetIdleTimer(50);
+  gone.emplace();  // another one at the same address
   for (const SInt64 s64Ms : {80, 10}) alarm.SetIdleTimer(s64Ms);
   later.SetIdleTimer(120);
   later.m_ran.acquire();
   alarm.CancelTimeout();
   EXPECT_GE(alarm.m_s64RanAt - s64Start, 80);
   EXPECT_THAT(alarm.m_vecEvents, ElementsAre(CTask::kIdleEvent));
-  EXPECT_TRUE(cancelled.m_vecEvents.empty());
+  EXPECT_TRUE(cancelled.m_vecEvents.empty() && gone->m_vecEvents.empty());
+  later.SetIdleTimer(10);  // by now the thread waits for the far one
+  later.m_ran.acquire();
 }
 
 struct T_Timeouts : CTimeoutTask {
@@ -125,7 +217,7 @@ TEST(Misuse, AbortsWithItsLine) {
   using ::testing::HasSubstr;
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   CMutex mutex;
-  EXPECT_DEATH(mutex.RecursiveUnlock(),
+  EXPECT_DEATH(std::mem_fn(&CMutex::RecursiveUnlock)(mutex),
                HasSubstr("framework_core_test: mutex:54: void CMutex::RecursiveUnlock(): "
                          "Assertion `pthread_self() == m_stHolder' failed.\n"));
   CQueue first, second;

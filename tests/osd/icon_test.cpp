@@ -8,7 +8,7 @@
 #include <set>
 
 #include "tests/osd/scene.h"
-#include "tests/pictures.h"
+#include "tests/png_files.h"
 
 namespace {
 
@@ -32,9 +32,9 @@ class Icons : public Renderer {
     return WritePng(SystemPath(("/" + i_name).c_str()), picture);
   }
   UInt32 ShowIcon(UInt32 i_u32Seq, const std::string& i_path, UInt32 i_u32X = 0, UInt32 i_u32W = 0,
-                  UInt16 i_u16VoSeq = 0) {
+                  UInt16 i_u16Output = 0) {
     T_DispRecord record{};
-    record.m_u16VoSeq = i_u16VoSeq;
+    record.m_u16VoSeq = i_u16Output;
     record.m_u16Seq = static_cast<UInt16>(i_u32Seq);
     record.m_u16Time = T_DispRecord::kForever;
     record.m_u32X = i_u32X * 100;
@@ -42,28 +42,28 @@ class Icons : public Renderer {
     record.m_u16Opacity = 255;
     record.m_u16Line = 1;
     i_path.copy(record.m_aText[0], i_path.size());
-    return Show(record, kOsdIconShow);
+    return Show<T_OsdIconShow>(record);
   }
   void Guide(UInt32 i_u32Output, UInt32 i_u32Seq, const std::string& i_path) {
-    T_ModuleMsg msg = Message(kOsdPicture);
-    msg.PutWord(kPictureOutSeqWord, i_u32Seq << 16 | i_u32Output);
-    char* const pPath = new char[i_path.size() + 1]();
-    i_path.copy(pPath, i_path.size());
-    msg.Put(kPicturePathOffset, pPath);
-    Send(msg);
+    std::string path = i_path;
+    T_OsdPicture picture{};
+    picture.m_u16Output = static_cast<UInt16>(i_u32Output);
+    picture.m_u16OsdSeq = static_cast<UInt16>(i_u32Seq);
+    picture.m_pPath = path.data();
+    Send(picture);
   }
   void HideImage(UInt32 i_u32Output, UInt32 i_u32Seq) {
-    Send(Message(kOsdIconHide, {i_u32Seq << 16 | i_u32Output}));
+    Send(T_OsdIconHide{static_cast<UInt16>(i_u32Output), static_cast<UInt16>(i_u32Seq), 0});
   }
   // Until nothing is on its way: the worker goes by turns, and a result may ask for another one.
   void DeliverAll() {
-    for (int s32Delivered = 0; s32Delivered != 1;) {
+    for (SInt32 s32Delivered = 0; s32Delivered != 1;) {
       ShowIcon(0x7FE, "/last", 0, 0, 7);
       s32Delivered = 0;
       for (Bool bLast = false; !bLast; ++s32Delivered) {
         const T_ModuleMsg result = NextResult();
-        bLast = result.Block<T_PictureResult>()->m_stJob.m_strPath == "/last";
-        Send(result);
+        bLast = result.Read<T_OsdPictureResult>().m_pResult->m_stJob.m_strPath == "/last";
+        Handle(result);
       }
     }
   }
@@ -105,11 +105,11 @@ TEST_F(Icons, NobodyWaitsForADecoderAndWhatIsAskedLastWins) {
   EXPECT_TRUE(Shows({Text(0x102, "text", 6)}, '0', 160, 90));
   for (UInt32 i = 0; i <= 16; ++i) EXPECT_EQ(ShowIcon(0x300 + i, red, i * 9), 1u);
   Guide(7, 1, red);  // waits like the last of them
-  Send(Message(kOsdDelete, {0x301}));
-  Send(Message(kOsdTextCancel, {0x302 << 16}));
+  Send(T_OsdDelete{0x301});
+  Send(T_OsdTextCancel{0, 0x302});
   ShowIcon(0x303, red, 152);
   EXPECT_EQ(Show(Text(0x304, "", 1)), 1u) << "a text instead";
-  Send(Message(kOsdIconHide, {0x101 << 16}));
+  Send(T_OsdIconHide{0, 0x101, 0});
   ExpectEnds(decoder);
   Deliver(15);
   for (const std::string& line : m_log.Take())
@@ -140,13 +140,25 @@ TEST_F(Icons, WhatCannotBeReadChangesNothing) {
   DeliverAll();
   EXPECT_EQ(Row({0, 9, 10, 50}), (Pixels{kRed, kRed, 0, 0}));
   EXPECT_EQ(SizeAfterDelete(0x102), "INFO m_listDispInfo.size=2");
-  Send(Message(kOsdGuide, {0x700 << 16}));
-  Send(Message(kOsdIconHide, {0xFFFF00FF, 0xFF}));  // the guide alone, before it is there
+  Send(T_OsdGuide{0, 0x700});
+  Send(T_OsdIconHide{0xFF, 0xFFFF, 0xFF});  // the guide alone, before it is there
   EXPECT_EQ(Show(Text(0x102, "no guide", 6)), 1u);
   EXPECT_TRUE(
       m_log.Has("INFO osd disp: bGS<0>,seq<0x102>,rect<0,0>,line<1>,time<10>,str<no guide>,"
                 "hide<0>,voseq<0>"));
   EXPECT_EQ(Row({0, 9, 10}), (Pixels{kRed, kRed, 0}));
+}
+
+TEST_F(Icons, AResultWaitsUntilTheInboxHasRoom) {
+  T_ModuleMsg other{kAsyncMsg, kModuleEndpoint, kModuleOsd, kMsgNone, {}};
+  while (g_objResults.Push(&other) != 0) continue;
+  ShowIcon(0x101, Plain("red.png", kRed));
+  while (!m_log.Has("ERROR buf<57> overflow, msg<src:4,dst:4,msgtype:0x50b> discard"))
+    CThread::Sleep(1);
+  Deliver(57);
+  EXPECT_EQ(Row({0}), Pixels{0});
+  Deliver(1);
+  EXPECT_EQ(Row({0}), Pixels{kRed});
 }
 
 TEST_F(Icons, PicturesAreKeptWhileTheirFilesStay) {
@@ -156,7 +168,7 @@ TEST_F(Icons, PicturesAreKeptWhileTheirFilesStay) {
       red, std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
   ShowIcon(0x201, red, 0, 20);
   Deliver(1);
-  Send(Message(kOsdIconHide, {0x201 << 16}));
+  Send(T_OsdIconHide{0, 0x201, 0});
   EXPECT_EQ(Row({5}), Pixels{0});
   ShowIcon(0x202, red, 20, 20);
   EXPECT_EQ(Row({20, 39, 40}), (Pixels{kRed, kRed, 0})) << "at once, at another place";
@@ -165,6 +177,32 @@ TEST_F(Icons, PicturesAreKeptWhileTheirFilesStay) {
   EXPECT_EQ(Row({20}), Pixels{kRed}) << "until the new one is there";
   Deliver(1);
   EXPECT_EQ(Row({20}), Pixels{kBlue});
+  // What may be written to in the same second is read again, here in a size that leaves 1 px.
+  std::filesystem::last_write_time(red, std::filesystem::file_time_type::clock::now());
+  for (const UInt32 u32X : {50u, 60u}) {
+    T_DispRecord tiny = Text(0x203, red, 1, u32X * 100, 500);
+    tiny.m_u32W = 1;
+    tiny.m_u16Opacity = 255;
+    Show<T_OsdIconShow>(tiny);
+    EXPECT_EQ(Row({u32X}), Pixels{0});
+    Deliver(1);
+    EXPECT_EQ(Row({u32X - 1, u32X, u32X + 1}), (Pixels{0, kBlue, 0}));
+  }
+}
+
+TEST_F(Icons, WhatIsShownTakes256MiBAtMost) {
+  const std::string red = Plain("red.png", kRed);
+  ShowIcon(0x101, red, 0, 1);
+  const T_ModuleMsg result = NextResult();
+  result.Read<T_OsdPictureResult>().m_pResult->m_loaded->m_vecPictures[0] =
+      std::make_shared<CPicture>(T_Extent{8192, 8192});  // nearly all of it is never touched
+  Handle(result);
+  ShowIcon(0x102, red, 20);
+  Deliver(1);
+  EXPECT_EQ(Row({20}), Pixels{0});
+  EXPECT_TRUE(m_log.Has("ERROR picture <" + red +
+                        "> is not shown: all that are shown would take 268435856 bytes, at most "
+                        "268435456; hide some, or show them smaller"));
 }
 
 TEST_F(Icons, ANewLayerGetsItsIconsInItsOwnSize) {
@@ -206,7 +244,7 @@ TEST_F(Icons, ATextThatCannotBeDrawnOverTheGuideIsToldApart) {
   text.m_u32Position = 9;
   EXPECT_EQ(Show(text), 0u);
   EXPECT_EQ(Show(Text(0x102, "other")), 1u);
-  Send(Message(kOsdDelete, {0x102}));
+  Send(T_OsdDelete{0x102});
   EXPECT_EQ(Row({80}), Pixels{kRed});
 }
 
@@ -254,11 +292,19 @@ TEST_F(Icons, AMoveToAnotherOutputMayBeHiddenOrFail) {
   Init(1, 1, 160, 90);
   ShowIcon(0x101, red);
   Deliver(1);
+  const std::string moved = Plain("moved.png", kBlue);
+  ShowIcon(0x101, moved);
+  const T_ModuleMsg late = NextResult();
+  std::filesystem::remove(moved);
+  ShowIcon(0x101, moved, 0, 0, 1);
+  Handle(late);  // of the other output
+  DeliverAll();
+  EXPECT_EQ(shown(), (Pixels{kRed, 0}));
   ShowIcon(0x101, Plain("moved.png", kBlue), 0, 0, 1);
-  Send(Message(kOsdTextCancel, {0x101 << 16 | 1}));
+  Send(T_OsdTextCancel{1, 0x101});
   DeliverAll();
   EXPECT_EQ(shown(), (Pixels{0, 0})) << "it had moved there";
-  ShowIcon(0x101, SystemPath("/moved.png"), 0, 0, 1);
+  ShowIcon(0x101, moved, 0, 0, 1);
   HideImage(0, 0x101);
   DeliverAll();
   EXPECT_EQ(shown(), (Pixels{0, kBlue}));
@@ -280,7 +326,7 @@ TEST_F(Icons, AskingAgainDoesNotPutOffWhatIsUnderWay) {
   const T_ModuleMsg first = NextResult();
   std::filesystem::rename(Plain("blue.png", kBlue, 50), red);
   ShowIcon(0x101, red, 150);
-  Send(first);  // made for another place, where nothing was cut off
+  Handle(first);  // made for another place, where nothing was cut off
   EXPECT_EQ(Row({0, 149, 150, 159}), (Pixels{0, 0, kRed, kRed}));
   DeliverAll();
   EXPECT_EQ(Row({149, 150}), (Pixels{0, kBlue})) << "as it is by now";
@@ -336,11 +382,11 @@ TEST_F(Icons, AHiddenPictureOfClass2LeavesTheList) {
 
 TEST_F(Icons, WhatIsCancelledBeforeItComesLeavesItsPixelsToo) {
   ShowIcon(0x101, Plain("red.png", kRed));
-  Send(Message(kOsdCancelAll));
+  Send(T_OsdCancelAll{});
   DeliverAll();
   EXPECT_EQ(Row({0, 9, 10}), (Pixels{kRed, kRed, 0}));
   ShowIcon(0x102, SystemPath("/red.png"), 20);
-  Send(Message(kOsdCancelAll));
+  Send(T_OsdCancelAll{});
   ShowIcon(0x103, SystemPath("/red.png"), 25);
   HideImage(0, 0x103);
   EXPECT_EQ(Row({20, 25}), (Pixels{kRed, 0})) << "left for good";
@@ -387,18 +433,13 @@ class Sequences : public Icons {
  private:
   void Step(UInt32 i_u32Place, UInt32 i_u32Number, UInt32 i_u32Output, UInt32 i_u32Picture,
             UInt32 i_u32What) {
-    const UInt32 output = i_u32Output < 2 ? i_u32Output : 255;
-    const UInt32 seq = (1 + i_u32Number % 2) << 8 | i_u32Number;
+    const auto output = static_cast<UInt16>(i_u32Output < 2 ? i_u32Output : 255);
+    const auto seq = static_cast<UInt16>((1 + i_u32Number % 2) << 8 | i_u32Number);
     const std::string& picture = m_pictures[i_u32Picture];
     T_DispRecord text = Text(seq, "t", 1, i_u32Number * 500, 8000);  // touches no other
     text.m_u16VoSeq = static_cast<UInt16>(i_u32Number % 2);          // nor leaves its output
     text.m_u16Time = T_DispRecord::kForever;
     switch (i_u32What) {
-      case 0:
-      case 1:
-      case 2:
-        ShowIcon(seq, picture, i_u32Place * 15, 0, UInt16(output));
-        break;
       case 3:
         Guide(output, i_u32Number % 2, picture);
         break;
@@ -406,17 +447,20 @@ class Sequences : public Icons {
         HideImage(output, i_u32Number % 3 ? seq : i_u32Number % 2);
         break;
       case 5:
-        Send(Message(kOsdTextCancel, {seq << 16 | output}));
+        Send(T_OsdTextCancel{output, seq});
         break;
       case 6:
-        Send(Message(kOsdDelete, {i_u32Place ? seq : seq | 0xFF}));
+        Send(T_OsdDelete{i_u32Place ? seq : UInt16(seq | 0xFF)});
         break;
       case 7:
         output == 255 ? DeInit(i_u32Place % 2)
                       : Init(output, output, i_u32Place % 2 ? 160 : 200, 90);
         break;
-      default:
+      case 8:
         Show(text);
+        break;
+      default:
+        ShowIcon(seq, picture, i_u32Place * 15, 0, output);
     }
   }
 

@@ -44,7 +44,7 @@ TEST_F(Layers, EveryFailingStepIsToldAndLeavesNothingOpen) {
 }
 
 TEST_F(Layers, AWrongLayerOrSizeOpensNothing) {
-  EXPECT_EQ(Init(0, 8) + Init(0, 0xFFFFFFFF) + Init(0, 0, 0) + Init(0, 0, 960, 0), 0u);
+  EXPECT_EQ(Init(0, 8) + Init(0, -1) + Init(0, 0, 0) + Init(0, 0, 960, 0), 0u);
   EXPECT_TRUE(m_log.Has("ERROR HandleOsdInitMsg layer<-1> err"));
   EXPECT_EQ(m_log.Count("ERROR HandleOsdInitMsg layer<0> err"), 2);
   // More bytes than can be asked for, also where 32 bits would wrap to few.
@@ -58,9 +58,9 @@ TEST_F(Layers, ASecondInitRebuildsTheLayerAtTheNewSize) {
   EXPECT_TRUE(m_log.Has("INFO osd deinit for [0]"));
   EXPECT_TRUE(Shows({}, '0', 320, 200));
   ExpectHeld(1);
-  EXPECT_EQ(Send(Message(kOsdReInit, {0, 9, 3, 4, 64, 32})), 1u) << "only the log tells";
+  EXPECT_EQ(Send(T_OsdReInit{{0, 9, 3, 4, 64, 32}}), 1u) << "only the log tells";
   ExpectHeld(0);
-  EXPECT_EQ(Send(Message(kOsdReInit, {0, 5, 3, 4, 64, 32})), 1u);
+  EXPECT_EQ(Send(T_OsdReInit{{0, 5, 3, 4, 64, 32}}), 1u);
   EXPECT_TRUE(Shows({}, '5', 64, 32));
 }
 
@@ -83,8 +83,10 @@ TEST_F(Layers, TheTickRunsWhileThereIsALayerAndRefusalsAreTriedAgain) {
   for (const T_ModuleMsg& msg : g_vecSent) {
     sent.push_back(msg.m_u32MsgNo);
     EXPECT_EQ(std::tuple(msg.m_u32MsgType, msg.m_u32Src, msg.m_u32Dst), std::tuple(0u, 4u, 3u));
-    EXPECT_EQ(std::tuple(msg.Word(0), msg.Word(1), msg.Word(2)), std::tuple(1u, 0u, 1000u));
+    const auto [u32Type, u32Id] = msg.Read<T_TimerCancel>();
+    EXPECT_EQ(std::pair(u32Type, u32Id), std::pair(1u, 0u)) << "of the tick, which is the same";
   }
+  EXPECT_EQ(g_vecSent[0].Read<T_TimerAdd>().m_u32Interval, 1000u);
   EXPECT_THAT(sent, ElementsAre(0x400, 0x400, 0x401, 0x401, 0x400, 0x401, 0x400));
 }
 

@@ -10,11 +10,12 @@
 #include <thread>
 
 #include "common/osd/pictures/blend.h"
+#include "common/osd/pictures/cache.h"
 #include "common/osd/pictures/loader.h"
 #include "common/osd/pictures/scaler.h"
 #include "platform/platform.h"
 #include "tests/log_capture.h"
-#include "tests/pictures.h"
+#include "tests/png_files.h"
 
 namespace {
 
@@ -181,11 +182,11 @@ class Pictures : public testing::Test {
   }
   static long Descriptors() { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); }
 
-  static T_Loaded Load(const std::string& i_name, std::stop_token i_stop = {}) {
+  static CResult<T_Loaded> Load(const std::string& i_name, std::stop_token i_stop = {}) {
     const T_WantedSize own{{}, {8192, 8192}};
     return LoadPicture(i_name, std::span(&own, 1), i_stop);
   }
-  static T_Loaded LoadBytes(const std::string& i_bytes) {
+  static CResult<T_Loaded> LoadBytes(const std::string& i_bytes) {
     Write("/picture.txt", i_bytes);
     return Load("/picture.txt");
   }
@@ -196,25 +197,25 @@ class Pictures : public testing::Test {
 TEST_F(Pictures, EveryVariantGivesItsPixelsAndADamagedOneIsRefusedOrSane) {
   for (const auto& [bytes, pixels] : Corpus()) {
     SCOPED_TRACE(testing::PrintToString(bytes.substr(0, 32)));
-    const T_Loaded loaded = LoadBytes(bytes);
-    ASSERT_EQ(loaded.m_strError, "");
-    ASSERT_EQ(loaded.m_stOwn, (T_Extent{kW, kH}));
-    const CPicture& picture = *loaded.m_vecPictures[0];
+    const CResult<T_Loaded> loaded = LoadBytes(bytes);
+    ASSERT_EQ(loaded.Why(), "");
+    ASSERT_EQ(loaded->m_stOwn, (T_Extent{kW, kH}));
+    const CPicture& picture = *loaded->m_vecPictures[0];
     const bool lossy = bytes[0] == '\xFF';
     for (UInt32 at = 0; at < pixels.size() * 4; ++at)
       ASSERT_NEAR(Channel(picture.Row(0)[at / 4], at % 4), Channel(pixels[at / 4], at % 4),
                   lossy && at % 4 < 3 ? 6 : 0);
     EXPECT_EQ(picture.IsOpaque(), *std::min_element(pixels.begin(), pixels.end()) >= kOpaque);
     for (size_t kept = 0; kept < bytes.size(); kept += lossy ? 16 : 1)  // each costs a process
-      ASSERT_NE(LoadBytes(bytes.substr(0, kept)).m_strError, "") << kept << " bytes";
+      ASSERT_FALSE(LoadBytes(bytes.substr(0, kept))) << kept << " bytes";
     for (int mutation = 0; mutation < kMutations; ++mutation) {
       std::string mutant = bytes;
       for (UInt32 count = 1 + Random(4); count > 0; --count)
         mutant[Random(mutant.size())] = static_cast<char>(Random(256));
       if (mutation % 2 == 0 && bytes[1] == 'P') FixChecksums(mutant);
-      const T_Loaded result = LoadBytes(mutant);
-      ASSERT_EQ(result.m_vecPictures.empty(), !result.m_strError.empty());
-      ASSERT_LE(std::max(result.m_stOwn.m_u32W, result.m_stOwn.m_u32H), CPicture::kMaxSide);
+      const CResult<T_Loaded> result = LoadBytes(mutant);
+      if (!result) continue;
+      ASSERT_LE(std::max(result->m_stOwn.m_u32W, result->m_stOwn.m_u32H), CPicture::kMaxSide);
     }
   }
 }
@@ -228,7 +229,7 @@ TEST_F(Pictures, AnOverlayIsLaidOverWholeOrNotAtAll) {
   for (size_t kept = above.m_bytes.size(); kept > 0; --kept) {
     Write("/above", above.m_bytes.substr(0, kept));
     CLogCapture log;
-    const T_Loaded loaded = LoadScreen("/below", "/above", canvases, {});
+    const CResult<T_Loaded> loaded = LoadScreen("/below", "/above", canvases, {});
     const bool whole = kept == above.m_bytes.size();
     ASSERT_EQ(log.Take().size(), whole ? 0 : 1) << kept;
     for (UInt32 at = 0; at < kW * kH; ++at) {
@@ -236,8 +237,8 @@ TEST_F(Pictures, AnOverlayIsLaidOverWholeOrNotAtAll) {
       UInt32 pixel = below.m_pixels[at];
       if (whole && x < 5) pixel = SourceOver(above.m_pixels[y * 5 + x], pixel, 255);
       pixel = SourceOver(pixel, kOpaque, 255);
-      ASSERT_EQ(loaded.m_vecPictures[0]->Row(0)[at], pixel) << kept << " " << at;
-      ASSERT_EQ(loaded.m_vecPictures[1]->Row(at / kW)[at % kW + 13], pixel);
+      ASSERT_EQ(loaded->m_vecPictures[0]->Row(0)[at], pixel) << kept << " " << at;
+      ASSERT_EQ(loaded->m_vecPictures[1]->Row(at / kW)[at % kW + 13], pixel);
     }
   }
 }
@@ -255,7 +256,7 @@ TEST_F(Pictures, AHugeOneTakesLittleMoreThanWhatIsMadeOfIt) {
       const rlim_t most = pages * 4096 + (64 << 20) + 2 * 1920 * 1080 * 4;
       const rlimit limit{most, most};
       setrlimit(RLIMIT_AS, &limit);
-      _exit(LoadPicture("/huge", sizes, {}).m_vecPictures.size() == 3 ? 0 : 1);
+      _exit(LoadPicture("/huge", sizes, {})->m_vecPictures.size() == 3 ? 0 : 1);
     }
     int status = -1;
     waitpid(child, &status, 0);
@@ -282,7 +283,7 @@ TEST_F(Pictures, WhatIsNoPictureIsRefusedInWords) {
                 {patched(bmp, 18, {0}), "its 0 x 9 pixels are none"},
                 {patched(bmp, 28, {8}), "8 bits a pixel"},
                 {patched(bmp, 30, {1}), "compression 1 is not read"}})
-    EXPECT_THAT(LoadBytes(bytes).m_strError, ContainsRegex(why));
+    EXPECT_THAT(LoadBytes(bytes).Why(), ContainsRegex(why));
   Write("/sparse", png);
   fs::resize_file(SystemPath("/sparse"), 65 << 20);
   mkfifo(SystemPath("/pipe").c_str(), 0600);
@@ -291,7 +292,7 @@ TEST_F(Pictures, WhatIsNoPictureIsRefusedInWords) {
                                           {"/pipe", "it is a pipe, not a file"},
                                           {"/dev/zero", "it is a device, not a file"},
                                           {"/sparse", "its 68157440 bytes exceed 67108864"}})
-    EXPECT_THAT(Load(path).m_strError, ContainsRegex(why));
+    EXPECT_THAT(Load(path).Why(), ContainsRegex(why));
 }
 
 TEST_F(Pictures, ADecoderThatMisbehavesIsEndedAndExplained) {
@@ -308,7 +309,7 @@ TEST_F(Pictures, ADecoderThatMisbehavesIsEndedAndExplained) {
   const SInt32 pipe = open(alive.c_str(), O_RDONLY | O_NONBLOCK);
   setenv("PATH", (root + "/bin").c_str(), 1);
   Write(name, jpeg);
-  EXPECT_THAT(Load(name).m_strError, ContainsRegex("not installed .*libjpeg-turbo-progs"));
+  EXPECT_THAT(Load(name).Why(), ContainsRegex("not installed .*libjpeg-turbo-progs"));
   for (const auto& [script, why] :
        Refusals{{"exec djpeg \"$@\"", "^$"},
                 {": >/proc/self/fd/0", "it changed while it was read"},
@@ -322,37 +323,60 @@ TEST_F(Pictures, ADecoderThatMisbehavesIsEndedAndExplained) {
     Write("/bin/djpeg", "#!/bin/sh\nPATH=" + path + "\n" + script);
     fs::permissions(root + "/bin/djpeg", fs::perms::owner_all);
     Write(name, jpeg);
-    EXPECT_THAT(Load(name).m_strError, ContainsRegex(why));
+    EXPECT_THAT(Load(name).Why(), ContainsRegex(why));
     char aBytes[2];
     fcntl(pipe, F_SETFL, 0);  // read awaits the end of all that may write
     EXPECT_EQ(read(pipe, aBytes, 2), script.starts_with(lingering) ? 1 : 0);
     EXPECT_EQ(read(pipe, aBytes, 2), 0);
   }
-  std::jthread(
-      [&](std::stop_token i_stop) { EXPECT_EQ(Load(name, i_stop).m_strError, "stopped"); });
-  Write("/endless", Endless());
-  std::jthread([&](std::stop_token i_stop) {
-    EXPECT_THAT(Load("/endless", i_stop).m_strError, ContainsRegex("decoded: stopped"));
-  });
-  close(pipe);
   setenv("PATH", path.c_str(), 1);
+  close(pipe);
+}
+
+TEST_F(Pictures, WhatADecoderLacksIsExplained) {
+  Jpeg("", false);
+  fs::rename(SystemPath("/yuvfile"), SystemPath("/elsewhere"));
+  EXPECT_THAT(Load("/jpeg").Why(), ContainsRegex("folder .*/yuvfile: No such file"));
+  fs::rename(SystemPath("/elsewhere"), SystemPath("/yuvfile"));
   rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit little{100, limit.rlim_max};
+  std::signal(SIGXFSZ, SIG_IGN);  // here, not in the decoder
+  setrlimit(RLIMIT_FSIZE, &little);
+  EXPECT_THAT(Load("/jpeg").Why(), ContainsRegex("yuvfile.*File size limit"));
+  setrlimit(RLIMIT_FSIZE, &limit);
+  // The last, since the sanitizer needs descriptors where it comes for the first time.
   getrlimit(RLIMIT_NOFILE, &limit);
   const int lowest = dup(STDIN_FILENO);
   close(lowest);
   const rlimit few{static_cast<rlim_t>(lowest) + 1, limit.rlim_max};  // for one, and no second
   setrlimit(RLIMIT_NOFILE, &few);
-  EXPECT_THAT(Load(name).m_strError, ContainsRegex("Too many open files"));
+  EXPECT_THAT(Load("/jpeg").Why(), ContainsRegex("Too many open files"));
   setrlimit(RLIMIT_NOFILE, &limit);
-  getrlimit(RLIMIT_FSIZE, &limit);
-  const rlimit little{100, limit.rlim_max};
-  std::signal(SIGXFSZ, SIG_IGN);  // here, not in the decoder
-  setrlimit(RLIMIT_FSIZE, &little);
-  EXPECT_THAT(Load(name).m_strError, ContainsRegex("yuvfile.*File size limit"));
-  setrlimit(RLIMIT_FSIZE, &limit);
-  fs::rename(root + "/yuvfile", root + "/elsewhere");
-  EXPECT_THAT(Load(name).m_strError, ContainsRegex("folder .*/yuvfile: No such file"));
-  fs::rename(root + "/elsewhere", root + "/yuvfile");
+}
+
+TEST_F(Pictures, AnEndlessOneIsStopped) {
+  Write("/endless", Endless());
+  std::jthread([&](std::stop_token i_stop) {
+    EXPECT_THAT(Load("/endless", i_stop).Why(), ContainsRegex("decoded: stopped"));
+  });
+}
+
+TEST_F(Pictures, AreKeptUpToEightAnd32MiBTheLastUsedOnes) {
+  CPictureCache cache;
+  const auto keep = [&](const std::string& i_path, const T_Extent& i_size) {
+    cache.Keep(i_path, {}, i_size, {{}, i_size}, std::make_shared<CPicture>(i_size));
+    std::string known;
+    for (const char path : std::string("123456789")) known.append(cache.Knows({path}), path);
+    return known;
+  };
+  for (const char path : std::string("12345678")) keep({path}, {1, 1});
+  EXPECT_NE(cache.Find("1", {}, {{}, {1, 1}}), nullptr);
+  EXPECT_EQ(keep("9", {1, 1}), "13456789");
+  keep("2", {2048, 2048});
+  EXPECT_EQ(keep("3", {2048, 2047}), "12356789");
+  EXPECT_EQ(keep("4", {2049, 1}), "34");
+  EXPECT_EQ(keep("5", {2048, 4097}), "34");
 }
 
 // What one px of a side is made of: the covered area, or its two neighbours.
@@ -368,22 +392,22 @@ std::vector<std::pair<UInt32, double>> Sources(UInt32 i_from, UInt32 i_to, UInt3
   return sources;
 }
 
+struct {
+  T_Extent m_from, m_to;
+  UInt32 m_block;  // side of the squares of one colour, which falls on whole px
+} const kSizes[] = {
+    {{61, 47}, {17, 11}, 1},    {{9, 7}, {50, 30}, 1},       {{40, 5}, {7, 33}, 1},
+    {{5, 40}, {33, 7}, 1},      {{5, 40}, {5, 7}, 1},        {{8192, 2}, {1, 1}, 1},
+    {{9, 300}, {9, 3}, 1},      {{300, 300}, {2, 3}, 1},     {{3, 2}, {700, 30}, 1},
+    {{99, 98}, {98, 99}, 1},    {{60, 45}, {20, 15}, 1},     {{8, 6}, {4, 3}, 2},
+    {{28, 21}, {4, 3}, 7},      {{2000, 1000}, {4, 2}, 500}, {{777, 555}, {13, 99}, 9999},
+    {{777, 55}, {5, 99}, 9999}, {{9, 5}, {99, 77}, 9999},    {{60, 300}, {70, 700}, 1},
+    {{70, 300}, {60, 299}, 1},  {{3000, 40}, {20, 90}, 1}};
+
 TEST_F(Pictures, ScalingIsTheMeanOfTheAreaOrBilinear) {
-  const struct {
-    T_Extent m_from, m_to;
-    UInt32 m_block;  // side of the squares of one colour, which falls on whole px
-  } sizes[] = {
-      {{61, 47}, {17, 11}, 1},    {{9, 7}, {50, 30}, 1},       {{40, 5}, {7, 33}, 1},
-      {{5, 40}, {33, 7}, 1},      {{5, 40}, {5, 7}, 1},        {{8192, 2}, {1, 1}, 1},
-      {{9, 300}, {9, 3}, 1},      {{300, 300}, {2, 3}, 1},     {{3, 2}, {700, 30}, 1},
-      {{99, 98}, {98, 99}, 1},    {{60, 45}, {20, 15}, 1},     {{8, 6}, {4, 3}, 2},
-      {{28, 21}, {4, 3}, 7},      {{2000, 1000}, {4, 2}, 500}, {{777, 555}, {13, 99}, 9999},
-      {{777, 55}, {5, 99}, 9999}, {{9, 5}, {99, 77}, 9999},    {{60, 300}, {70, 700}, 1},
-      {{70, 300}, {60, 299}, 1},  {{3000, 40}, {20, 90}, 1}};
-  for (const auto& [from, to, block] : sizes)
+  for (const auto& [from, to, block] : kSizes)
     for (const UInt32 opaque : {kOpaque, 0u}) {
       CPicture picture(from);
-      picture.SetOpaque(opaque != 0);
       for (size_t at = 0; at < from.Pixels(); ++at) {
         const auto x = static_cast<UInt32>(at % from.m_u32W),
                    y = static_cast<UInt32>(at / from.m_u32W);

@@ -58,12 +58,6 @@ T_DispRecord Text(UInt32 i_u32Seq, const std::string& i_text, UInt32 i_u32Positi
   return record;
 }
 
-T_ModuleMsg Message(UInt32 i_u32MsgNo, const std::vector<UInt32>& i_words) {
-  T_ModuleMsg msg{kSyncMsg, kModuleEndpoint, kModuleOsd, i_u32MsgNo, {}};
-  for (UInt32 word = 0; word < i_words.size(); ++word) msg.PutWord(word, i_words[word]);
-  return msg;
-}
-
 testing::AssertionResult Shows(const std::vector<T_DispRecord>& i_items, char i_digit,
                                UInt32 i_u32W, UInt32 i_u32H) {
   T_Picture picture{3, 4, i_u32W, i_u32H};

@@ -6,8 +6,9 @@
 #include <functional>
 #include <optional>
 
-#include "common/osd/commands.h"
+#include "common/osd/cargo.h"
 #include "common/osd/osd_hifb.h"
+#include "daemon/common/timer_commands.h"
 #include "platform/records.h"
 #include "platform/soft/faults.h"
 #include "tests/log_capture.h"
@@ -25,7 +26,6 @@ extern CMsgQueue g_objResults;
 T_DispRecord Text(UInt32 i_u32Seq, const std::string& i_text, UInt32 i_u32Position = 1,
                   UInt32 i_u32X = 0, UInt32 i_u32Y = 0);
 void AddLine(T_DispRecord& io_record, const std::string& i_text);
-T_ModuleMsg Message(UInt32 i_u32MsgNo, const std::vector<UInt32>& i_words = {});
 
 // Whether layer i_digit shows these items and nothing else.
 testing::AssertionResult Shows(const std::vector<T_DispRecord>& i_items, char i_digit = '0',
@@ -48,19 +48,27 @@ class Renderer : public testing::Test {
 
   void Stop() {
     m_osd->Stop();
-    for (T_ModuleMsg late; g_objResults.Pop(1, &late) != 0;) Send(late);
+    for (T_ModuleMsg late; g_objResults.Pop(1, &late) != 0;) Handle(late);
   }
   UInt32 Send(const T_ModuleMsg& i_msg) { return m_osd->HandleSyncMsg(&i_msg, 0); }
-  UInt32 Init(UInt32 i_u32VoDev = 0, UInt32 i_u32Layer = 0, UInt32 i_u32W = 960,
-              UInt32 i_u32H = 540) {
-    return Send(Message(kOsdInit, {i_u32VoDev, i_u32Layer, 3, 4, i_u32W, i_u32H}));
+  // Synchronous: what it carries stays the caller's.
+  template <class T>
+  UInt32 Send(const T& i_command) {
+    return Send(MakeMessage(kSyncMsg, kModuleEndpoint, kModuleOsd, i_command));
   }
-  UInt32 DeInit(UInt32 i_u32VoDev = 0) { return Send(Message(kOsdDeInit, {i_u32VoDev})); }
-  // Synchronous: the record stays this frame's.
-  UInt32 Show(T_DispRecord i_record, UInt32 i_u32MsgNo = kOsdTextShow) {
-    T_ModuleMsg msg = Message(i_u32MsgNo);
-    msg.PutBlock(&i_record);
-    return Send(msg);
+  // As the renderer's thread does with a message that it popped.
+  void Handle(const T_ModuleMsg& i_msg) {
+    const T_Cargo cargo = TakeOver(i_msg);
+    Send(i_msg);
+  }
+  UInt32 Init(SInt32 i_s32VoDev = 0, SInt32 i_s32Layer = 0, UInt32 i_u32W = 960,
+              UInt32 i_u32H = 540) {
+    return Send(T_OsdInit{{i_s32VoDev, i_s32Layer, 3, 4, i_u32W, i_u32H}});
+  }
+  UInt32 DeInit(SInt32 i_s32VoDev = 0) { return Send(T_OsdDeInit{{i_s32VoDev, 0, 0, 0, 0, 0}}); }
+  template <class T = T_OsdTextShow>
+  UInt32 Show(T_DispRecord i_record) {
+    return Send(T{&i_record});
   }
   // The picture worker's next result. Its queue may wake for nothing; the test's own limit of time
   // ends the wait.
@@ -71,14 +79,14 @@ class Renderer : public testing::Test {
   }
   // Hands i_count of them over.
   void Deliver(int i_count) {
-    for (; i_count > 0; --i_count) Send(NextResult());
+    for (; i_count > 0; --i_count) Handle(NextResult());
   }
   void Tick(int i_count) {
-    while (i_count-- > 0) Send(Message(kMsgTimer));
+    while (i_count-- > 0) Send(T_TimerExpiry{});
   }
   // Deletes; the size that is told then.
   std::string SizeAfterDelete(UInt32 i_u32Seq) {
-    EXPECT_EQ(Send(Message(kOsdDelete, {i_u32Seq})), 1u);
+    EXPECT_EQ(Send(T_OsdDelete{static_cast<UInt16>(i_u32Seq)}), 1u);
     return m_log.Take().back();
   }
 

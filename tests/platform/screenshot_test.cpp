@@ -41,7 +41,7 @@ TEST(Composite, BlendsShownLayersInOrderAtTheirPlaces) {
   const T_LayerImage hidden{false, 0, 0, 1, 1, 3, 255, 0, {0xFFFFFFFF}};
   const T_LayerImage high{true, 1, 0, 2, 2, 3, 128, 0, {0x800000FF, 0xFF0000FF, 0, 0xFF00FFFF}};
   std::string error;
-  EXPECT_THAT(Composite({low, hidden, high}, Backdrop::kGrey, &error)->m_vecRgb,
+  EXPECT_THAT(Composite({low, hidden, high}, EBackdrop::kGrey, &error)->m_vecRgb,
               ElementsAre(192, 64, 64, 95, 96, 159, 64, 64, 192,  //
                           128, 128, 128, 128, 128, 128, 64, 192, 192));
 }
@@ -51,7 +51,7 @@ TEST(Screenshot, IsAPngOfTheLayersOfTheDeviceRoot) {
   scene.Paint(0xFF0A0B0C);
   const std::string path = SystemPath("/screen.png");
   std::string error;
-  ASSERT_TRUE(TakeScreenshot(path, Backdrop::kBlack, &error)) << error;
+  ASSERT_TRUE(TakeScreenshot(path, EBackdrop::kBlack, &error)) << error;
   png_image png{};
   png.version = PNG_IMAGE_VERSION;
   ASSERT_TRUE(png_image_begin_read_from_file(&png, path.c_str())) << png.message;

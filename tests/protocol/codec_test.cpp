@@ -1,7 +1,7 @@
 #include <random>
 #include <tuple>
 
-#include "tests/protocol/datagram.h"
+#include "tests/protocol/parsed.h"
 
 namespace {
 
@@ -54,7 +54,7 @@ TEST(Codec, WhatIsReceivedIsSentAgainWithZerosForAbsentBytes) {
 
 TEST(Codec, WhatDoesNotFitADatagramIsCut) {
   T_MsgOsdStringShow show;
-  show.m_u32Flag = kStringShowTextFollows;
+  show.m_u32Flag = kMaskText;
   show.m_u16StrLen = 0xFFFF;
   EXPECT_EQ(BodySize(show), 24) << "a text that is not there";
   show.m_pStr = std::make_unique<char[]>(0xFFFF);

@@ -2,14 +2,14 @@
 #include <utility>
 
 #include "tests/log_capture.h"
-#include "tests/protocol/datagram.h"
+#include "tests/protocol/parsed.h"
 
 TEST(ParserHeader, ChecksComeInOrderAndLeaveTheSlotAlone) {
   // What is refused, and what is put where to mend it; the next row shows the next fault.
   const std::tuple<CmdErr, std::string, size_t, Bytes> kFaults[] = {
       {kCmdMagic, "DEBUG CAPIParser MsgHeadParse fail, msg magic error", 0, {0x55, 0x66}},
       {kCmdVersion, "", 4, {0}},
-      {kCmdType, "ERROR CAPIParser MsgHeadParse fail, msg type<cmd> error", 5, Cat({}, "CMD")},
+      {kCmdType, "ERROR CAPIParser MsgHeadParse fail, msg type<cmd> error", 5, {'C', 'M', 'D'}},
       {kCmdId, "WARN CheckMsgIdAndMsgLength fail, ID<0x20007> is undefine", 12, {1}},
       {kCmdParamLen, "ERROR CAPIParser CheckMsgIdAndMsgLength fail, error_no<7> error", 16, {4}},
       {kCmdSequence, "", 8, {6}}};
@@ -17,7 +17,8 @@ TEST(ParserHeader, ChecksComeInOrderAndLeaveTheSlotAlone) {
   T_MsgSeq seq{{7}, kMainCtl};
   Bytes datagram = Datagram(7, 0x00020007, Bytes(3), "cmd");
   datagram[0] = datagram[4] = 1;
-  EXPECT_EQ(Parse(Bytes(datagram.begin(), datagram.begin() + 17), seq).m_eResult, kCmdHeadLen);
+  const T_Parsed tooShort = Parse(Bytes(datagram.begin(), datagram.begin() + 17), seq);
+  EXPECT_EQ(std::pair(tooShort.m_eResult, tooShort.m_eId), std::pair(kCmdHeadLen, RES_MSG_ACK));
   for (const auto& [eResult, line, at, mended] : kFaults) {
     const T_Parsed parsed = Parse(datagram, seq);
     EXPECT_EQ(parsed.m_eResult, eResult);
@@ -30,6 +31,20 @@ TEST(ParserHeader, ChecksComeInOrderAndLeaveTheSlotAlone) {
   }
   EXPECT_EQ(Parse(datagram, seq).m_eResult, kCmdSuccess);
   EXPECT_EQ(seq.m_aSeq[0], 6u);
+}
+
+TEST(ParserHeader, IsLoggedWithTheNameOfItsPortsPeer) {
+  CLogCapture log;
+  T_MsgSeq seq{{}, 9633};
+  for (const char* pName : {"Unknown", "Test", "MainCtl", "Osd", "Mpp", "Upgrade", "UsbCam",
+                            "HdmiIn", "Ipav", "Airplay", "Miracast", "ZtCast", "VkDongle",
+                            "Unknown", "ZtDongle", "HIDTrans", "Unknown"}) {
+    Parse(Datagram(7, 0x10004, {2}), seq);
+    const std::string line =
+        std::string("INFO parse msghead[") + pName + "]: type<CMD> seq<7> id<0x10004> paramlen<1>";
+    EXPECT_EQ(log.Take().front(), line) << seq.m_u16RemotePort;
+    ++seq.m_u16RemotePort;
+  }
 }
 
 TEST(ParserHeader, OnlyTheRequiredBodyLengthPasses) {
@@ -59,13 +74,19 @@ TEST(ParserBody, TextsMayReachTheEndOfTheBufferAndNotFurther) {
   for (const auto& [u32Id, front, width] : kTexts) {
     const UInt32 u32Room = static_cast<UInt32>(4097 - 18 - front.size() - width);
     for (const UInt32 u32Length : {u32Room, u32Room + 1, 0x7FFFFFFFu, 0x8000FFFFu, 0xFFFFFFF8u}) {
-      Bytes body = Pack(u32Length);
-      body.resize(width);
-      body.insert(body.begin(), front.begin(), front.end());
-      const CmdErr eResult = Parse(Datagram(7, u32Id, body)).m_eResult;
+      Bytes length = Pack(u32Length);
+      length.resize(width);
+      const CmdErr eResult = Parse(Datagram(7, u32Id, Pack(front, length))).m_eResult;
       EXPECT_EQ(eResult, u32Length == u32Room ? kCmdSuccess : kCmdBody) << u32Length;
     }
   }
+}
+
+TEST(ParserBody, BytesThatADatagramCannotHaveReadAsZero) {
+  const Bytes flagged = Pack(UInt32{0}, UInt64{0x10}, UInt64{0}, UInt16{0}, UInt16{4055});
+  const T_Parsed parsed = Parse(Datagram(7, kMsgOsdStringShow, Pack(flagged, Bytes(5000, 'x'))));
+  const char* const pText = parsed.m_params.Body<T_MsgOsdStringShow>()->m_pStr.get();
+  EXPECT_EQ(std::string(pText, 4055), std::string(4054, 'x') + '\0');
 }
 
 TEST(ParserBody, ABatchIsRefusedUnlessItsNumberFits) {

@@ -2,10 +2,11 @@
 #include <utility>
 
 #include "tests/log_capture.h"
-#include "tests/protocol/datagram.h"
+#include "tests/protocol/parsed.h"
 
 namespace {
 
+using namespace std::literals;
 using Lines = std::vector<std::string>;
 
 // What PrintMsg writes about a received message.
@@ -19,50 +20,30 @@ Lines TraceOf(UInt32 i_u32Id, const Bytes& i_body) {
 
 }  // namespace
 
-TEST(Trace, EachMessageHasItsLine) {
+TEST(Trace, EachKindOfFieldHasItsPlaceInTheLine) {
+  const Bytes text{1, 2, 3, 4, 0x30, 0, 0, 0, 8, 9, 0, 10, 0, 11, 1, 0, 0, 0, 2, 0, 0, 0, 5, 0};
+  Bytes noText = text;
+  noText[4] = 0x2F;
   // clang-format off
   const std::tuple<UInt32, Bytes, std::string> cases[] = {
-      {kMsgAck, Counting(8), "INFO res_msg_ack[MainCtl]: msgSeq<67305985> msgId<0x8070605>"},
-      {kMsgProcessSuccess, Counting(8), "INFO res_msg_process_success[MainCtl]: msgSeq<0x4030201>, msgId<0x8070605>"},
-      {kMsgProcessFailure, Counting(12), "INFO res_msg_process_failure[MainCtl]: msgSeq<0x4030201>, msgId<0x8070605>, msgErrCode<0xc0b0a09>"},
-      {kMsgOsdElemHide, Counting(4), "INFO cmd_osd_hide[MainCtl]: voutSeq<0x201> osdSeq<0x403>"},
-      {kMsgOsdElemDel, Counting(4), "INFO cmd_osd_del[MainCtl]: osdSeq<0x403>"},
-      {kMsgOsdTouchCalibration, Counting(1), "INFO cmd_osd_tc_mode[MainCtl]: CalibrationMode<1>"},
-      {kMsgOsdCancelImage, Counting(4), "INFO cmd_osd_image_hide[MainCtl]: voutSeq<0x201> osdSeq<0x403>"},
-      {kMsgOsdInit, Counting(24), "INFO cmd_osd_init[MainCtl]: VoDev<67305985> VideoLayer<134678021> x<202050057> y<269422093> w<336794129> h<404166165>"},
-      {kMsgMppShow, Counting(12), "INFO cmd_show[MainCtl]: vout<0x201> vin<0x4-0x3> pos<1541:2055:2569:3083>"},
-      {kMsgMppHide, Counting(4), "INFO cmd_hide[MainCtl]: vout<0x201> vin<0x4-0x3>"},
-      {kMsgMppFreeze, Counting(4), "INFO cmd_freeze[MainCtl]: vout<0x201> vin<0x4-0x3>"},
-      {kMsgMppUnfreeze, Counting(4), "INFO cmd_unfreeze[MainCtl]: vout<0x201> vin<0x4-0x3>"},
-      {kMsgMppQueryRes, Counting(2), "INFO cmd_query_res[MainCtl]: vout<0x201>"},
-      {kMsgMppQueryDispStatus, Counting(2), "INFO cmd_query_disp_status[MainCtl]: vout<0x201>"},
-      {kMsgMppSetInputFmt, Counting(12), "INFO cmd_set_vi_fmt[MainCtl]: vin<0x2-0x1> res<1027x1541@2055> scanMode<202050057>"},
-      {kMsgMppRequestMediaChn, Counting(16), "INFO cmd_requestMediaChn[MainCtl]: vin<0x201> vtype<0x403> res<1541x2055@2569> mode<3083> aspectRatio<0x100f0e0d>"},
-      {kMsgMppReleaseMediaChn, Counting(2), "INFO cmd_releaseMediaChn[MainCtl]: vin<0x201>"},
-      {kMsgMppAudioPlay, Counting(4), "INFO cmd_audio_play[MainCtl]: aout<0x201> ain<0x4-0x3>"},
-      {kMsgMppSetAudioFmt, Counting(12), "INFO cmd_set_audio_fmt[MainCtl]: ain<0x2-0x1> soundInfo<1027:1541:2055>"},
-      {kMsgMppClearRemainFrame, Counting(4), "INFO cmd_clr_frame[MainCtl]: vout<0x201> vin<0x4-0x3>"},
-      {kMsgMppAdjustAudioDelay, Counting(4), "INFO cmd_adjust_audio_delay[MainCtl]: aout<0x201> delay<1027ms>"},
-      {kMsgMppEncodingControl, Counting(1), "INFO cmd_encoding_ctrl[MainCtl]: type<0x1>"},
-      {kMsgNetfilterSoftApNat, Counting(1), "INFO cmd_nf_softap_nat[MainCtl]: status<0x1>"},
-      {kMsgMppVpssVoParam, Counting(48), "INFO cmd_vpss_vo_param[MainCtl]: Vin<0x201> bSwitch<0x403> vpss[Con|Ie|Sf|Tf|Cf|CTf|Sp]<134678021|202050057|269422093|336794129|404166165|471538201|538910237> vo[lum|con|hue|sat]<606282273|673654309|741026345|808398381>"},
-      {kMsgOsdInit, Bytes(24, 0xFF), "INFO cmd_osd_init[MainCtl]: VoDev<-1> VideoLayer<-1> x<-1> y<-1> w<4294967295> h<4294967295>"},
-      {kMsgMppModifyRes, {1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 1}, "INFO cmd_mdfy_res[MainCtl]: vout<0x201> mode<3> res<1284x1798@2312> pixfmt<YUV444> colorDepth<30bit>"},
-      {kMsgMppModifyRes, {1, 2, 3, 4, 5, 6, 7, 8, 9, 4, 3}, "INFO cmd_mdfy_res[MainCtl]: vout<0x201> mode<3> res<1284x1798@2312> pixfmt<BUTT> colorDepth<24bit>"},
-      {kMsgMppQueryResAckExt, {1, 0, 0, 0, 5, 6, 7, 8, 9, 10, 11, 12, 1, 2}, "INFO res_query_res_ext[MainCtl]: vout<0x605> seq<1> res<2055x2569:RGB444>"},
-      {kMsgMppDispStatusChg, {1, 2, 1, 2, 3, 0, 0xA, 0xB, 0xC}, "INFO cmd_disp_chg[MainCtl]: vout<0x201> bConnected<1> edidLen<3>"},
-      {kMsgMppDispStatusChg, {1, 2, 1, 1, 3, 0, 0xA, 0xB, 0xC}, "INFO cmd_disp_chg[MainCtl]: vout<0x201> bConnected<1> edidLen<0>"},
-      {kMsgOsdGuideShow, Cat({1, 2, 3, 4, 2, 0, 0, 0}, "ab?"), "INFO cmd_osd_guide[MainCtl]: osdOut<0x201> osdSeq<0x403> pathLen<2> path<ab>"},
-      {kMsgOsdGuideShow, Cat({1, 2, 3, 4, 1, 0, 0, 0}, "ab?"), "INFO cmd_osd_guide[MainCtl]: osdOut<0x201> osdSeq<0x403> pathLen<0> path<>"},
-      {kMsgOsdDispImage, Cat({1, 2, 3, 4, 3, 0, 0, 0}, "a/b1234567890"),
-       "INFO cmd_osd_image_show[MainCtl]: voutSeq<0x201> osdSeq<0x403> x<12849> y<13363> width<13877> height<14391> opacity<0x3039> strlen<3> path<a/b>"},
-      {kMsgOsdStringShow, Cat({1, 2, 3, 4, 0x30, 0, 0, 0, 8, 9, 0, 10, 0, 11, 1, 0, 0, 0, 2, 0, 0, 0, 5, 0}, "hello!"),
-       "INFO cmd_osd_str_show[MainCtl]: voutSeq<0x201> osdSeq<0x403> flag<0x30> align<8> x<9> y<10> fsize<11> fcolor<0x1> bground<0x2> strlen<5> str<hello>"},
-      {kMsgOsdStringShow, Cat({1, 2, 3, 4, 0x2F, 0, 0, 0, 8, 9, 0, 10, 0, 11, 1, 0, 0, 0, 2, 0, 0, 0, 5, 0}, "ignored"),
-       "INFO cmd_osd_str_show[MainCtl]: voutSeq<0x201> osdSeq<0x403> flag<0x2f> align<8> x<9> y<10> fsize<11> fcolor<0x1> bground<0x2> strlen<0> str<>"},
+      {kMsgAck, Counting(8), "res_msg_ack[MainCtl]: msgSeq<67305985> msgId<0x8070605>"},
+      {kMsgProcessSuccess, Counting(8), "res_msg_process_success[MainCtl]: msgSeq<0x4030201>, msgId<0x8070605>"},
+      {kMsgOsdInit, Bytes(24, 0xFF), "cmd_osd_init[MainCtl]: VoDev<-1> VideoLayer<-1> x<-1> y<-1> w<4294967295> h<4294967295>"},
+      {kMsgMppShow, Counting(12), "cmd_show[MainCtl]: vout<0x201> vin<0x4-0x3> pos<1541:2055:2569:3083>"},
+      {kMsgMppModifyRes, {1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 1}, "cmd_mdfy_res[MainCtl]: vout<0x201> mode<3> res<1284x1798@2312> pixfmt<YUV444> colorDepth<30bit>"},
+      {kMsgMppModifyRes, {1, 2, 3, 4, 5, 6, 7, 8, 9, 4, 3}, "cmd_mdfy_res[MainCtl]: vout<0x201> mode<3> res<1284x1798@2312> pixfmt<BUTT> colorDepth<24bit>"},
+      {kMsgMppQueryResAckExt, {1, 0, 0, 0, 5, 6, 7, 8, 9, 10, 11, 12, 1, 2}, "res_query_res_ext[MainCtl]: vout<0x605> seq<1> res<2055x2569:RGB444>"},
+      {kMsgMppDispStatusChg, {1, 2, 1, 2, 3, 0, 0xA, 0xB, 0xC}, "cmd_disp_chg[MainCtl]: vout<0x201> bConnected<1> edidLen<3>"},
+      {kMsgMppDispStatusChg, {1, 2, 1, 1, 3, 0, 0xA, 0xB, 0xC}, "cmd_disp_chg[MainCtl]: vout<0x201> bConnected<1> edidLen<0>"},
+      {kMsgOsdGuideShow, Pack(Bytes{1, 2, 3, 4, 2, 0, 0, 0}, "ab?"s), "cmd_osd_guide[MainCtl]: osdOut<0x201> osdSeq<0x403> pathLen<2> path<ab>"},
+      {kMsgOsdGuideShow, Pack(Bytes{1, 2, 3, 4, 1, 0, 0, 0}, "ab?"s), "cmd_osd_guide[MainCtl]: osdOut<0x201> osdSeq<0x403> pathLen<0> path<>"},
+      {kMsgOsdDispImage, Pack(Bytes{1, 2, 3, 4, 3, 0, 0, 0}, "a/b1234567890"s), "cmd_osd_image_show[MainCtl]: voutSeq<0x201> osdSeq<0x403> x<12849> y<13363> width<13877> height<14391> opacity<0x3039> strlen<3> path<a/b>"},
+      {kMsgOsdStringShow, Pack(text, "hello!"s), "cmd_osd_str_show[MainCtl]: voutSeq<0x201> osdSeq<0x403> flag<0x30> align<8> x<9> y<10> fsize<11> fcolor<0x1> bground<0x2> strlen<5> str<hello>"},
+      {kMsgOsdStringShow, Pack(noText, "ignored"s), "cmd_osd_str_show[MainCtl]: voutSeq<0x201> osdSeq<0x403> flag<0x2f> align<8> x<9> y<10> fsize<11> fcolor<0x1> bground<0x2> strlen<0> str<>"},
   };
   // clang-format on
-  for (const auto& [u32Id, body, line] : cases) EXPECT_EQ(TraceOf(u32Id, body), Lines{line});
+  for (const auto& [u32Id, body, line] : cases)
+    EXPECT_EQ(TraceOf(u32Id, body), Lines{"INFO " + line});
 }
 
 TEST(Trace, ABatchHasOneMoreLinePerEntryUnlessRefused) {

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <memory>
 
-#include "tests/picture.h"
+#include "tests/layer_picture.h"
 #include "tests/system/peer.h"
 
 // The exit code of a child, negative the signal that ended it, -1000 when it does not end.

@@ -11,15 +11,15 @@ class Drawing : public CServedTest {
     ASSERT_GT(s_pPeer->Request(i_u32Id, i_body), 0U);
   }
   // Outputs and layers are numbered apart.
-  void Init(UInt32 i_u32VoDev, UInt32 i_u32W, UInt32 i_u32H) {
-    Request(kInit, Pack(i_u32VoDev, i_u32VoDev * 2, 10, -20, i_u32W, i_u32H));
+  void Init(UInt32 i_u32Output, UInt32 i_u32W, UInt32 i_u32H) {
+    Request(kInit, Pack(i_u32Output, i_u32Output * 2, 10, -20, i_u32W, i_u32H));
   }
   void Show(const T_Texts& i_texts) {
     for (const T_Text& text : i_texts) Request(kText, text.Body());
   }
-  static testing::AssertionResult Shows(SInt32 i_s32VoDev, UInt32 i_u32W, UInt32 i_u32H,
+  static testing::AssertionResult Shows(SInt32 i_s32Output, UInt32 i_u32W, UInt32 i_u32H,
                                         const T_Texts& i_texts) {
-    return s_pRoot->Shows(i_s32VoDev * 2, Screen(*s_pRoot, i_u32W, i_u32H, i_texts));
+    return s_pRoot->Shows(i_s32Output * 2, Screen(*s_pRoot, i_u32W, i_u32H, i_texts));
   }
 };
 
@@ -37,9 +37,9 @@ TEST_F(Drawing, NinePositionsSurviveANewSize) {
 }
 
 TEST_F(Drawing, OutputsAreDrawnApartAndTogetherAndUpdatesLeaveGhosts) {
-  const T_Text early{.m_u16Vout = 1, .m_u16Seq = 0x102, .m_text = "before its output"};
-  const T_Text both{.m_u16Vout = 255, .m_u16Seq = 0x103, .m_u8Align = 8, .m_text = "everywhere"};
-  const T_Text text{.m_u16Vout = 0x4400, .m_u16X = 900, .m_u16Y = 4000, .m_text = "low byte"};
+  const T_Text early{.m_u16Output = 1, .m_u16Seq = 0x102, .m_text = "before its output"};
+  const T_Text both{.m_u16Output = 255, .m_u16Seq = 0x103, .m_u8Align = 8, .m_text = "everywhere"};
+  const T_Text text{.m_u16Output = 0x4400, .m_u16X = 900, .m_u16Y = 4000, .m_text = "low byte"};
   Init(0, 800, 600);
   Show({early, both, text});
   Init(1, 640, 360);

@@ -6,7 +6,7 @@
 
 #include <random>
 
-#include "tests/pictures.h"
+#include "tests/png_files.h"
 #include "tests/system/daemon.h"
 
 namespace {
@@ -103,10 +103,8 @@ TEST_F(Load, LargeOnesAreDrawnOneByOne) {
   const std::string path = WritePng(s_pRoot->Path("/full.png"), {0, 0, 1920, 1080});
   Init(1920, 1080);
   const auto fade = [&](UInt32 i_u32Opacity) {
-    Bytes body = Pack(UInt16{0}, UInt16{0x101}, static_cast<UInt32>(path.size()));
-    body.insert(body.end(), path.begin(), path.end());
-    for (const UInt32 field : {0U, 0U, 0U, 0U, i_u32Opacity})
-      for (const UInt8 byte : Pack(static_cast<UInt16>(field))) body.push_back(byte);
+    const Bytes body = Pack(UInt16{0}, UInt16{0x101}, static_cast<UInt32>(path.size()), path,
+                            UInt64{0}, static_cast<UInt16>(i_u32Opacity));
     EXPECT_GT(s_pPeer->Request(kImage, body), 0U);
   };
   fade(255);

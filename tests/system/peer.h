@@ -1,5 +1,4 @@
-// A peer process's side of the control protocol, written from the wire's layout alone, so that it
-// does not share a mistake with the daemon's own parser.
+// A peer process: its socket, its numbers, and its patience.
 #pragma once
 
 #include <arpa/inet.h>
@@ -10,24 +9,8 @@
 
 #include <chrono>
 #include <functional>
-#include <string>
-#include <vector>
 
-#include "framework/types.h"
-
-using Bytes = std::vector<UInt8>;
-
-enum : UInt32 {
-  kText = 0x10000,
-  kHide = 0x10001,
-  kDelete = 0x10002,
-  kGuide = 0x10003,
-  kCalibrate = 0x10004,
-  kImage = 0x10005,
-  kImageHide = 0x10006,
-  kInit = 0x1FFFE,
-  kDeInit = 0x1FFFF
-};
+#include "tests/wire.h"
 
 // Whether i_holds becomes true in time.
 inline bool Eventually(const std::function<bool()>& i_holds) {
@@ -38,45 +21,6 @@ inline bool Eventually(const std::function<bool()>& i_holds) {
   }
   return true;
 }
-
-// The fields in the order given, little-endian, without padding.
-template <class... T>
-Bytes Pack(T... i_fields) {
-  Bytes bytes;
-  const auto append = [&](UInt64 i_u64Value, size_t i_size) {
-    for (; i_size > 0; --i_size, i_u64Value >>= 8) bytes.push_back(static_cast<UInt8>(i_u64Value));
-  };
-  (append(static_cast<UInt64>(i_fields), sizeof(T)), ...);
-  return bytes;
-}
-
-inline Bytes Datagram(UInt32 i_u32Seq, UInt32 i_u32Id, const Bytes& i_body,
-                      const std::string& i_type = "CMD") {
-  Bytes datagram = Pack(UInt32{0x88776655}, UInt8{0}, i_type[0], i_type[1], i_type[2], i_u32Seq,
-                        i_u32Id, static_cast<UInt16>(i_body.size()));
-  datagram.insert(datagram.end(), i_body.begin(), i_body.end());
-  return datagram;
-}
-
-struct T_Text {
-  UInt16 m_u16Vout = 0;
-  UInt16 m_u16Seq = 0x101;
-  UInt32 m_u32Flag = 0x3F;
-  UInt8 m_u8Align = 1;
-  UInt16 m_u16X = 0;
-  UInt16 m_u16Y = 0;
-  UInt8 m_u8Size = 48;
-  UInt32 m_u32Colour = 0xFFFFFFFF;
-  UInt32 m_u32Ground = 0xC0202080;
-  std::string m_text = {};
-
-  Bytes Body() const {
-    Bytes body = Pack(m_u16Vout, m_u16Seq, m_u32Flag, m_u8Align, m_u16X, m_u16Y, m_u8Size,
-                      m_u32Colour, m_u32Ground, static_cast<UInt16>(m_text.size()));
-    body.insert(body.end(), m_text.begin(), m_text.end());
-    return body;
-  }
-};
 
 // A socket on a peer's port that hears nothing but the daemon. Numbers its requests itself, from
 // the number that the daemon accepts from this peer whatever came before.
@@ -89,6 +33,9 @@ class CPeer {
     };
     call(&bind, i_u16Port);
     call(&connect, 9636);
+    // Where that is not allowed, a peer that gets no time may lose the answers to a burst.
+    const int bytes = 1 << 20;
+    setsockopt(m_s32Fd, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof(bytes));
   }
   ~CPeer() { close(m_s32Fd); }
   CPeer(const CPeer&) = delete;

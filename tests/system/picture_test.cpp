@@ -2,7 +2,7 @@
 // one pixel of theirs is ten or twenty of the grid.
 #include <variant>
 
-#include "tests/pictures.h"
+#include "tests/png_files.h"
 #include "tests/system/oracle.h"
 
 namespace {
@@ -11,7 +11,7 @@ namespace {
 struct T_Icon {
   std::string m_path;
   T_Picture m_aLook[2];
-  UInt16 m_u16Vout = 0;
+  UInt16 m_u16Output = 0;
   UInt16 m_u16Seq = 0x110;
   UInt16 m_u16X = 0;
   UInt16 m_u16Y = 0;
@@ -20,11 +20,8 @@ struct T_Icon {
   UInt16 m_u16Opacity = 255;
 
   Bytes Body() const {
-    Bytes body = Pack(m_u16Vout, m_u16Seq, static_cast<UInt32>(m_path.size()));
-    body.insert(body.end(), m_path.begin(), m_path.end());
-    const Bytes rest = Pack(m_u16X, m_u16Y, m_u16W, m_u16H, m_u16Opacity);
-    body.insert(body.end(), rest.begin(), rest.end());
-    return body;
+    return Pack(m_u16Output, m_u16Seq, static_cast<UInt32>(m_path.size()), m_path, m_u16X, m_u16Y,
+                m_u16W, m_u16H, m_u16Opacity);
   }
 };
 
@@ -43,6 +40,7 @@ class Pictures : public CServedTest {
  protected:
   void SetUp() override {
     Request(kDelete, Pack(UInt16{9}, UInt16{0xFFFF}));
+    HideImage(255, 0xFFFF);
     for (const UInt32 output : {0U, 1U})
       Request(kInit, Pack(output, output * 2, 10, -20, 1600 >> output, 900 >> output));
     // Every alpha and opaque corners; and blocks of two pixels that halve exactly.
@@ -63,13 +61,11 @@ class Pictures : public CServedTest {
   }
   void Ask(const T_Text& i_text) { Request(kText, i_text.Body()); }
   void Ask(const T_Icon& i_icon) { Request(kImage, i_icon.Body()); }
-  void HideImage(UInt16 i_u16Vout, UInt16 i_u16Seq) {
-    Request(kImageHide, Pack(i_u16Vout, i_u16Seq));
+  void HideImage(UInt16 i_u16Output, UInt16 i_u16Seq) {
+    Request(kImageHide, Pack(i_u16Output, i_u16Seq));
   }
-  void Guide(UInt16 i_u16Out, UInt16 i_u16Seq, const std::string& i_path) {
-    Bytes body = Pack(i_u16Out, i_u16Seq, static_cast<UInt32>(i_path.size()));
-    body.insert(body.end(), i_path.begin(), i_path.end());
-    Request(kGuide, body);
+  void Guide(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_path) {
+    Request(kGuide, Pack(i_u16Output, i_u16Seq, static_cast<UInt32>(i_path.size()), i_path));
   }
   // Whether both outputs show i_elements, one over the other, over i_background.
   static void ExpectShown(const T_Elements& i_elements, const T_Picture* i_pBackground = nullptr) {
@@ -81,24 +77,24 @@ class Pictures : public CServedTest {
       EXPECT_TRUE(s_pRoot->Shows(static_cast<SInt32>(output * 2), screen));
     }
   }
-  static bool IsOn(UInt16 i_u16Vout, UInt32 i_u32Output) {
-    return i_u16Vout == 255 || i_u16Vout == i_u32Output;
+  static bool IsOn(UInt16 i_u16Output, UInt32 i_u32Output) {
+    return i_u16Output == 255 || i_u16Output == i_u32Output;
   }
   static void Draw(const T_Text& i_text, UInt32 i_u32Output, T_Picture* io_pScreen) {
-    if (IsOn(i_text.m_u16Vout, i_u32Output))
+    if (IsOn(i_text.m_u16Output, i_u32Output))
       DrawItem(ItemOf(i_text), s_pRoot->Path("/usr/share/fonts/monos.ttf"), io_pScreen);
   }
   static void Draw(const T_Icon& i_icon, UInt32 i_u32Output, T_Picture* io_pScreen) {
     const UInt32 u32Units = 10U << i_u32Output;
-    if (IsOn(i_icon.m_u16Vout, i_u32Output))
+    if (IsOn(i_icon.m_u16Output, i_u32Output))
       LayOver(i_icon.m_aLook[i_u32Output], i_icon.m_u16X / u32Units, i_icon.m_u16Y / u32Units,
               i_icon.m_u16Opacity, io_pScreen);
   }
 
   T_Icon m_glass;
   T_Icon m_blocks;
-  const T_Text m_below{.m_u16Vout = 255, .m_u16X = 1000, .m_u16Y = 1000, .m_text = "below"};
-  const T_Text m_above{.m_u16Vout = 255,
+  const T_Text m_below{.m_u16Output = 255, .m_u16X = 1000, .m_u16Y = 1000, .m_text = "below"};
+  const T_Text m_above{.m_u16Output = 255,
                        .m_u16Seq = 0x102,
                        .m_u16X = 1300,
                        .m_u16Y = 1200,
@@ -106,52 +102,57 @@ class Pictures : public CServedTest {
                        .m_text = "above"};
 };
 
-TEST_F(Pictures, TheCanvasIsWhatTheListSays) {
-  T_Icon glass = m_glass;
-  glass.m_u16Vout = 255;
-  glass.m_u16X = 1195;
-  glass.m_u16Y = 1100;
+TEST_F(Pictures, LieInTheOrderOfTheirFirstRequests) {
+  m_glass.m_u16Output = 255;
+  m_glass.m_u16X = 1195;
+  m_glass.m_u16Y = 1100;
   Ask(m_below);
-  Ask(glass);
-  ExpectShown({m_below, glass});
+  Ask(m_glass);
+  ExpectShown({m_below, m_glass});
   Ask(m_above);
-  ExpectShown({m_below, glass, m_above});
+  ExpectShown({m_below, m_glass, m_above});
   T_Text later = m_below;
   later.m_text = "BELOW";
   Ask(later);
-  ExpectShown({later, glass, m_above});  // drawn anew, but still beneath
-  glass.m_u16X = 1500;
-  glass.m_u16Opacity = 90;
-  Ask(glass);
-  ExpectShown({later, glass, m_above});  // moved
+  ExpectShown({later, m_glass, m_above});  // drawn anew, but still beneath
+  m_glass.m_u16X = 1500;
+  m_glass.m_u16Opacity = 90;
+  Ask(m_glass);
+  ExpectShown({later, m_glass, m_above});  // moved
   Request(kHide, Pack(UInt16{255}, UInt16{0x102}));
-  ExpectShown({later, glass});
-  T_Icon blocks = m_blocks;
-  blocks.m_u16Vout = 255;
-  blocks.m_u16X = 15800;  // the right half is cut off
-  blocks.m_u16Y = 1100;
-  blocks.m_u16Opacity = 999;
-  Ask(blocks);
-  blocks.m_u16Opacity = 255;
-  ExpectShown({later, blocks});  // another picture, rescaled on the second output
-  blocks.m_u16Vout = 1;
-  blocks.m_u16X = 1300;
-  Ask(blocks);
-  ExpectShown({later, blocks});  // gone from the first output
-  glass.m_u16Seq = 0x211;
-  Ask(glass);
-  ExpectShown({later, blocks, glass});
+  ExpectShown({later, m_glass});
+}
+
+TEST_F(Pictures, AreReplacedHiddenAndDeletedAsAWhole) {
+  m_glass.m_u16Output = m_blocks.m_u16Output = 255;
+  m_glass.m_u16X = 1500;
+  m_glass.m_u16Y = m_blocks.m_u16Y = 1100;
+  Ask(m_below);
+  Ask(m_glass);
+  m_blocks.m_u16X = 15800;  // the right half is cut off
+  m_blocks.m_u16Opacity = 999;
+  Ask(m_blocks);
+  m_blocks.m_u16Opacity = 255;
+  ExpectShown({m_below, m_blocks});  // another picture, rescaled on the second output
+  m_blocks.m_u16Output = 1;
+  m_blocks.m_u16X = 1300;
+  Ask(m_blocks);
+  ExpectShown({m_below, m_blocks});  // gone from the first output
+  m_glass.m_u16Seq = 0x211;
+  Ask(m_glass);
+  ExpectShown({m_below, m_blocks, m_glass});
   HideImage(1, 0x211);  // it was shown on all outputs
   HideImage(0, 0x101);  // no icon
   HideImage(0x0101, 0x110);
-  ExpectShown({later, glass});
+  ExpectShown({m_below, m_glass});
   HideImage(255, 0xFFFF);
-  ExpectShown({later});
-  Ask(glass);
+  ExpectShown({m_below});
+  Ask(m_glass);
+  m_blocks.m_u16Output = 0;
   Ask(m_blocks);
-  ExpectShown({later, glass, m_blocks});
+  ExpectShown({m_below, m_blocks, m_glass});  // its hide took the one of class 2 off the list
   Request(kDelete, Pack(UInt16{0}, UInt16{0x1FF}));
-  ExpectShown({glass});
+  ExpectShown({m_glass});
 }
 
 TEST_F(Pictures, TheGuideLiesBehindEverything) {
@@ -184,13 +185,15 @@ TEST_F(Pictures, TheGuideLiesBehindEverything) {
   HideImage(0, 0x2FE);
   const T_Picture aSecond[] = {T_Picture{0, 0, 1600, 900}, aNarrow[1]};
   ExpectShown({m_above}, aSecond);
+}
 
-  // The device's own, with its badge in the middle.
+TEST_F(Pictures, TheDevicesOwnGuideHasItsBadgeInTheMiddle) {
+  Ask(m_above);
   T_Picture own = Drawn(800, 450, 2, [](UInt32 x, UInt32 y) { return 0xFF000000 | x << 8 | y; });
   WritePng(s_pRoot->Path("/usr/local/share/guidescreen.png"), own);
   WritePng(s_pRoot->Path("/usr/local/share/image_overlay1.png"), m_glass.m_aLook[0]);
   LayOver(m_glass.m_aLook[0], 768, 426, 255, &own);
-  const T_Picture aOwn[] = {own, aNarrow[1]};
+  const T_Picture aOwn[] = {own, T_Picture{0, 0, 800, 450}};
   Guide(0, 7, "");
   ExpectShown({m_above}, aOwn);
   HideImage(255, 0xFFFF);

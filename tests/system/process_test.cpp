@@ -2,8 +2,10 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 
@@ -14,6 +16,8 @@ namespace {
 constexpr char kUsage[] =
     "osdsrv [options]\n    -h --help           show this help\n"
     "    -D --daemonize      Daemonize after startup\n";
+
+std::string Proc(pid_t i_pid) { return "/proc/" + std::to_string(i_pid); }
 
 bool LogsRequests(const CDeviceRoot& i_root) {
   CPeer peer(9635);
@@ -77,6 +81,33 @@ TEST(Process, ServesWhileItsOutputIsLostAndEndsWithoutItsPidFolder) {
   EXPECT_TRUE(other.Logs("ERROR open pid file failed: No such file or directory"));
 }
 
+// The timer's thread is held: what ends before it is gone, what ends behind it is there.
+TEST(Stopping, EndsTheRendererThenTheTimerThenTheEndpoint) {
+  const CDeviceRoot root;
+  std::filesystem::create_symlink("/dev/full", root.Path("/var/run/osd.pid"));
+  CDaemon daemon(root);
+  const auto thread = [&](const std::string& i_name) {
+    for (const auto& task : std::filesystem::directory_iterator(Proc(daemon.Pid()) + "/task"))
+      if (ReadFile(task.path() / "comm") == i_name + "\n") return std::stoi(task.path().filename());
+    return 0;
+  };
+  ASSERT_TRUE(Eventually([&] { return thread("osdhifb") > 0; }));
+  EXPECT_TRUE(root.Logs("ERROR write pid file failed: No space left on device"));
+  const pid_t timer = thread("timer");
+  ptrace(PTRACE_SEIZE, timer, 0, 0);
+  ptrace(PTRACE_INTERRUPT, timer, 0, 0);
+  ASSERT_EQ(waitpid(timer, nullptr, __WALL), timer);
+  kill(daemon.Pid(), SIGTERM);
+  EXPECT_TRUE(root.Logs("ERROR osdsrv stop run"));
+  EXPECT_TRUE(Eventually([&] { return thread("osdhifb") == 0; }));
+  const std::filesystem::directory_iterator fds(Proc(daemon.Pid()) + "/fd");
+  EXPECT_EQ(2, std::count_if(begin(fds), end(fds), [](const auto& i_fd) {
+              return std::filesystem::read_symlink(i_fd).string().starts_with("socket:");
+            }));
+  ptrace(PTRACE_DETACH, timer, 0, 0);
+  EXPECT_EQ(daemon.Stop(0), 0);
+}
+
 // The number after i_name in a file of /proc; -1 without one.
 SInt32 NumberIn(const std::string& i_path, const std::string& i_name, int i_base = 10) {
   const std::string text = ReadFile(i_path);
@@ -85,7 +116,6 @@ SInt32 NumberIn(const std::string& i_path, const std::string& i_name, int i_base
                                  : std::stoi(text.substr(at + i_name.size() + 1), nullptr, i_base);
 }
 
-std::string Proc(pid_t i_pid) { return "/proc/" + std::to_string(i_pid); }
 pid_t ParentOf(pid_t i_pid) { return NumberIn(Proc(i_pid) + "/status", "PPid:"); }
 
 // A detached daemon and its supervisor, which become children of this process.

@@ -1,4 +1,5 @@
 #include <random>
+#include <tuple>
 
 #include "tests/system/daemon.h"
 
@@ -31,19 +32,13 @@ class Wire : public CServedTest {
 
 TEST_F(Wire, EveryResultCodeHasItsReply) {
   constexpr UInt16 kNone = 9;
-  struct T_Case {
-    Bytes m_datagram;
-    UInt16 m_u16Reply;
-    Bytes m_body;
-    const char* m_pLog;
-  };
   const auto changed = [](std::ptrdiff_t i_at, const Bytes& i_bytes) {
     Bytes datagram = Datagram(77, kCalibrate, {2});
     std::copy(i_bytes.begin(), i_bytes.end(), datagram.begin() + i_at);
     return datagram;
   };
   const UInt32 u32Show = 0x20000;
-  const T_Case kCases[] = {
+  const std::tuple<Bytes, UInt16, Bytes, const char*> kCases[] = {
       {Bytes(17, 0x55), kNone, {}, "WARN Msg head len error"},
       {{}, kNone, {}, "WARN Msg head len error"},
       {changed(0, {0x88, 0x77, 0x66, 0x55}), 3, Pack(0x88776655),
@@ -54,14 +49,15 @@ TEST_F(Wire, EveryResultCodeHasItsReply) {
       {Datagram(77, u32Show, Bytes(11)), 8, Pack(77, u32Show, UInt16{11}, UInt16{12}),
        "WARN Msg param len err: len<11>"},
       {Datagram(77, 0x20002, {1, 0, 17}), kNone, {}, "WARN Msg parse body error"}};
-  for (const T_Case& row : kCases) {
-    s_pPeer->Send(row.m_datagram);
-    if (row.m_u16Reply != kNone) Expect(*s_pPeer, row.m_u16Reply, row.m_body);
+  for (const auto& [datagram, u16Reply, body, pLog] : kCases) {
+    s_pPeer->Send(datagram);
+    if (u16Reply != kNone) Expect(*s_pPeer, u16Reply, body);
     Acknowledged(kCalibrate, {2});
-    EXPECT_TRUE(s_pRoot->Logs(row.m_pLog));
+    EXPECT_TRUE(s_pRoot->Logs(pLog));
   }
   CPeer(9638).Send(Datagram(77, kCalibrate, {2}));
   EXPECT_TRUE(s_pRoot->Logs("WARN Parse MsgSeq fail, RemotePort<9638> is undefine"));
+  EXPECT_TRUE(s_pRoot->Logs("ERROR parse error nRet<9>"));
   EXPECT_TRUE(s_pRoot->Logs("ERROR Unknown Error Msg<9>"));
 }
 
@@ -77,6 +73,7 @@ TEST_F(Wire, BothKindsOfPeersKeepTheirSequenceRules) {
     peer.Send(Datagram(1 - u32Restart, kCalibrate, {2}));
     Expect(peer, 6, Pack(1 - u32Restart, port < 9641 || port > 9644 ? 1 - u32Restart : 0));
   }
+  EXPECT_TRUE(s_pRoot->Logs("WARN GetMsgPrevSeq fail, RemotePort<9641> is undefine"));
 }
 
 TEST_F(Wire, HidesAreAcknowledgedBeforeTheyAreForwarded) {
@@ -85,6 +82,7 @@ TEST_F(Wire, HidesAreAcknowledgedBeforeTheyAreForwarded) {
   Expect(mpp, kHide, {0x34, 0x12, 0xFF, 0xFF}, "EVT");
   Acknowledged(kHide, {0x34, 0x12, 0xAB, 2});
   Expect(mpp, kHide, {0x34, 0, 0xAB, 2}, "CMD");
+  EXPECT_TRUE(s_pRoot->Logs("WARN kWriteEvent signal"));
   for (const UInt8 type : Bytes{0, 1, 3, 4, 5, 255}) Acknowledged(kHide, {0, 0, 1, type});
   EXPECT_TRUE(mpp.Await(0).empty());
 }

@@ -12,32 +12,32 @@ namespace {
 using testing::HasSubstr;
 
 // Bytes of hexadecimal digits; blanks are for the reader.
-Bytes Hex(std::string i_szDigits) {
-  std::erase(i_szDigits, ' ');
+Bytes Hex(std::string i_strDigits) {
+  std::erase(i_strDigits, ' ');
   Bytes bytes;
-  for (size_t i = 0; i < i_szDigits.size(); i += 2)
-    bytes.push_back(static_cast<UInt8>(std::stoi(i_szDigits.substr(i, 2), nullptr, 16)));
+  for (size_t i = 0; i < i_strDigits.size(); i += 2)
+    bytes.push_back(static_cast<UInt8>(std::stoi(i_strDigits.substr(i, 2), nullptr, 16)));
   return bytes;
 }
 
-FILE* Start(const std::string& i_szWords) {
-  return ::popen((OSDCTL " " + i_szWords + " 2>&1").c_str(), "r");
+FILE* Start(const std::string& i_strWords) {
+  return ::popen((OSDCTL " " + i_strWords + " 2>&1").c_str(), "r");
 }
 
 // The exit code of a started osdctl and whatever it said.
 std::pair<SInt32, std::string> Finish(FILE* i_pOsdctl) {
-  std::string szSaid;
+  std::string strSaid;
   for (int c = std::getc(i_pOsdctl); c != EOF; c = std::getc(i_pOsdctl))
-    szSaid += static_cast<char>(c);
-  return {WEXITSTATUS(::pclose(i_pOsdctl)), szSaid};
+    strSaid += static_cast<char>(c);
+  return {WEXITSTATUS(::pclose(i_pOsdctl)), strSaid};
 }
 
-auto Says(SInt32 i_s32Exit, const std::string& i_szWords) {
-  return testing::Pair(i_s32Exit, HasSubstr(i_szWords));
+auto Says(SInt32 i_s32Exit, const std::string& i_strWords) {
+  return testing::Pair(i_s32Exit, HasSubstr(i_strWords));
 }
 
-// A reply to the hide of element 1.5: magic, version, "RES", the daemon's number, then i_szRest.
-Bytes Reply(const std::string& i_szRest) { return Hex("55667788 00 524553 07000000" + i_szRest); }
+// A reply to the hide of element 1.5: magic, version, "RES", the daemon's number, then i_strRest.
+Bytes Reply(const std::string& i_strRest) { return Hex("55667788 00 524553 07000000" + i_strRest); }
 const Bytes kAck = Reply("00000000 0800 00000000 01000100");
 
 class Osdctl : public testing::Test {
@@ -59,8 +59,8 @@ class Osdctl : public testing::Test {
   void Send(const Bytes& i_bytes) {
     ::sendto(m_s32Fd, i_bytes.data(), i_bytes.size(), 0, Peer(), sizeof m_stPeer);
   }
-  auto Answered(const Bytes& i_reply, const std::string& i_szWords = "hide --id 1.5") {
-    FILE* const pOsdctl = Start(i_szWords);
+  auto Answered(const Bytes& i_reply, const std::string& i_strWords = "hide --id 1.5") {
+    FILE* const pOsdctl = Start(i_strWords);
     Receive();
     Send(i_reply);
     return Finish(pOsdctl);
@@ -115,10 +115,10 @@ TEST_F(Osdctl, MakesARelativePathAbsolute) {
   FILE* const pOsdctl = Start("image ../a.png --timeout 1");
   const Bytes request = Receive();
   Finish(pOsdctl);
-  const std::string szPath = std::filesystem::current_path().string() + "/../a.png";
-  ASSERT_GE(request.size(), 26 + szPath.size());
-  EXPECT_EQ(request[22], szPath.size() & 0xFF);
-  EXPECT_EQ(std::string(request.begin() + 26, request.end() - 10), szPath);
+  const std::string strPath = std::filesystem::current_path().string() + "/../a.png";
+  ASSERT_GE(request.size(), 26 + strPath.size());
+  EXPECT_EQ(request[22], strPath.size() & 0xFF);
+  EXPECT_EQ(std::string(request.begin() + 26, request.end() - 10), strPath);
 }
 
 TEST_F(Osdctl, DropsWhatIsNoReplyToItsRequest) {
@@ -157,9 +157,9 @@ TEST(OsdctlAlone, RefusesBadUsageWithTheReason) {
       {"image a --size 65536,0", "--size takes a size as W,H"},
   };
   for (const auto& row : rows) EXPECT_THAT(Finish(Start(row[0])), Says(3, row[1]));
-  const std::string szLongest = "/" + std::string(2208, 'a');
-  EXPECT_THAT(Finish(Start("image " + szLongest)), Says(2, "nobody listens"));
-  EXPECT_THAT(Finish(Start("image " + szLongest + "a")),
+  const std::string strLongest = "/" + std::string(2208, 'a');
+  EXPECT_THAT(Finish(Start("image " + strLongest)), Says(2, "nobody listens"));
+  EXPECT_THAT(Finish(Start("image " + strLongest + "a")),
               Says(3, "2210 bytes; the daemon takes 2209"));
 }
 

@@ -18,8 +18,7 @@ int SubsampleBits(pixman_fixed_t i_ratio) {
 
 }  // namespace
 
-// Of a side that grows more than 65536 times no more than the first px is ever seen, whatever the
-// ratio.
+// When a side grows more than 65536 times, only its first px can ever be seen, whatever the ratio.
 pixman_fixed_t Ratio(UInt32 i_u32From, UInt32 i_u32To) {
   const UInt64 u64Ratio = ((UInt64{i_u32From} << 16) + i_u32To / 2) / i_u32To;
   return static_cast<pixman_fixed_t>(std::max<UInt64>(u64Ratio, 1));
@@ -37,7 +36,7 @@ CAreaFilter::CAreaFilter(UInt32 i_u32From, UInt32 i_u32To)
   m_s32Taps = pixman_fixed_to_int(*m_pTable);
 }
 
-// The middle of the px, on the longer side, and then that of the nearest position in the table.
+// The middle of the px on the longer side is rounded to the nearest position in the table.
 CAreaFilter::T_Taps CAreaFilter::Of(UInt32 i_u32At) const {
   const SInt64 s64Twice = SInt64{m_ratio} * (2 * SInt64{i_u32At} + 1);
   const auto middle = static_cast<SInt32>((s64Twice + 1) / 2);
@@ -50,7 +49,7 @@ CAreaFilter::T_Taps CAreaFilter::Of(UInt32 i_u32At) const {
           &m_pTable.get()[kTableHead + s32Phase * m_s32Taps]};
 }
 
-// What lies before or behind the side is as its edge.
+// What lies before the first px or behind the last one counts as that px.
 UInt32 CAreaFilter::Weight(const T_Taps& i_taps, UInt32 i_u32Px) const {
   const SInt32 s32Tap = static_cast<SInt32>(i_u32Px) - i_taps.m_s32Start;
   const Bool bLast = i_u32Px == m_u32From - 1;

@@ -1,5 +1,5 @@
-// Which px of a side, each with what weight, make one px of a shorter side: the area that it covers.
-// No state after its making; any thread.
+// For a side that is scaled to a shorter one: which of its px, each with what weight, make one px
+// of the shorter side, namely those that it covers. Does not change once it is made; any thread.
 #pragma once
 
 #include <pixman.h>
@@ -23,10 +23,11 @@ class CAreaFilter {
     SInt32 m_s32Start;  // the px of the first weight, maybe before the edge
     const pixman_fixed_t* m_pWeights;
   };
-  // Of px i_u32At of the shorter side.
+  // The px of the longer side that make px i_u32At of the shorter one.
   T_Taps Of(UInt32 i_u32At) const;
 
-  // In 1/65536, of a px from the first to the last of i_taps; all together are 65536.
+  // The weight of px i_u32Px, from the first to the last of i_taps, in 1/65536. All of them
+  // together are 65536.
   UInt32 Weight(const T_Taps& i_taps, UInt32 i_u32Px) const;
 
  private:

@@ -1,4 +1,4 @@
-// One picture laid over pixels. No state; any thread.
+// Lays a row of pixels over another. No state; any thread.
 #pragma once
 
 #include "framework/types.h"

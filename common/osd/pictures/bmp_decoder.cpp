@@ -19,7 +19,8 @@ constexpr size_t kMasks = 54;
 constexpr size_t kAlphaMask = 66;
 constexpr size_t kHead = 70;
 
-enum ECompression : UInt32 { kPlain = 0, kBitFields = 3, kAlphaBitFields = 6 };
+// What stands at kCompression.
+enum : UInt32 { kPlain = 0, kBitFields = 3, kAlphaBitFields = 6 };
 constexpr UInt32 kHeaderSizes[] = {40, 52, 56, 108, 124};
 constexpr UInt32 kOpaque = 0xFF000000;
 constexpr UInt8 kStandardMasks[] = {0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0};
@@ -27,8 +28,8 @@ constexpr UInt8 kStandardMasks[] = {0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0xFF, 0, 0, 0}
 class CHead {
  public:
   // Masks that a short header leaves out stay 0.
-  Bool Read(CPictureFile& io_file) {
-    if (!io_file.Read(m_aBytes.data(), kMasks)) return false;
+  CResult<> Read(CPictureFile& io_file) {
+    if (CResult<> read = io_file.Read(m_aBytes.data(), kMasks); !read) return read;
     const size_t masks = std::min(MaskBytes(), kHead - kMasks);
     return io_file.Read(m_aBytes.data() + kMasks, masks);
   }
@@ -110,7 +111,7 @@ class CBmpRows : public CRowReader {
     const size_t row = m_layout.m_bTopDown ? m_u32Y : h - 1 - m_u32Y;
     ++m_u32Y;
     m_pFile->Seek(m_layout.m_start + row * m_layout.m_stride);
-    if (!m_pFile->Read(m_bytes.data(), m_bytes.size())) return Refuse("%s", WhyNotRead());
+    if (CResult<> read = m_pFile->Read(m_bytes.data(), m_bytes.size()); !read) return read;
     if (m_layout.m_u32Bits == 24)
       ExpandRow(m_bytes.data(), o_pRow, w);
     else
@@ -129,7 +130,7 @@ class CBmpRows : public CRowReader {
 
 CResult<T_Rows> ReadBmp(const T_File& i_pFile, const std::stop_token&) {
   CHead head;
-  if (!head.Read(*i_pFile)) return Refuse("%s", WhyNotRead());
+  if (const CResult<> read = head.Read(*i_pFile); !read) return read.Refusal();
   if (const CResult<> kind = CheckKind(head); !kind) return kind.Refusal();
   const SInt64 s64W = static_cast<SInt32>(head.Word(kWidth));
   const SInt64 s64H = static_cast<SInt32>(head.Word(kHeight));

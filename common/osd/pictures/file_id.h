@@ -1,4 +1,4 @@
-// Which file it is, and with which contents: what a cached picture is known by.
+// Tells files apart, and what a file contained from what it contains now. All zeros is no file.
 #pragma once
 
 #include <sys/stat.h>

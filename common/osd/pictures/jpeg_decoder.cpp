@@ -5,17 +5,16 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
 
 #include "common/osd/pictures/row_reader.h"
-#include "daemon/common/utils.h"
+#include "framework/program.h"
 #include "platform/platform.h"
 
 namespace {
 
 constexpr const char* kTemporaryFolder = "/yuvfile";
-// By the clock, for a decoder that waits for ever. Far above what a picture takes: on a busy machine
-// the decoder waits for the processor.
+// By the clock, for a decoder that waits for ever. Far above what a picture takes: on a busy
+// machine the decoder waits for the processor.
 constexpr UInt32 kDecoderLimitS = 5;
 constexpr UInt32 kDecoderLimitSPerMpixel = 3;
 constexpr UInt32 kDecoderMaxProcessorS = 60;
@@ -60,7 +59,7 @@ UInt8 NextMarker(CPictureFile& io_file) {
 }
 
 // From segment to segment up to the frame header, which has the size.
-std::optional<T_JpegFrame> FindFrame(CPictureFile& io_file) {
+CResult<T_JpegFrame> FindFrame(CPictureFile& io_file) {
   constexpr UInt8 kRestart = 0xD0;
   constexpr UInt8 kScan = 0xDA;
   UInt8 aSegment[8];  // length with itself, precision, height, width, components
@@ -77,7 +76,7 @@ std::optional<T_JpegFrame> FindFrame(CPictureFile& io_file) {
     }
     io_file.Seek(start + BigEndian16(aSegment));
   }
-  return std::nullopt;
+  return Refuse("its JPEG is damaged: it tells no size");
 }
 
 // A file without a name, with room for i_bytes where the file system can promise that.
@@ -127,8 +126,8 @@ CResult<> CheckEnd(const T_ProgramResult& i_result, UInt32 i_u32LimitS) {
 }  // namespace
 
 CResult<T_Rows> ReadJpeg(const T_File& i_pFile, const std::stop_token& i_stop) {
-  const std::optional<T_JpegFrame> frame = FindFrame(*i_pFile);
-  if (!frame) return Refuse("its JPEG is damaged: it tells no size");
+  const CResult<T_JpegFrame> frame = FindFrame(*i_pFile);
+  if (!frame) return frame.Refusal();
   const auto [w, h] = frame->m_stExtent;
   if (const CResult<> size = CheckSize(w, h); !size) return size.Refusal();
   CResult<CDescriptor> bitmap = MakeTemporary(frame->BmpBytes());

@@ -33,26 +33,28 @@ CResult<T_File> OpenFile(const std::string& i_strPath) {
 CResult<T_Rows> ReadRows(const T_File& i_pFile, const std::stop_token& i_stop) {
   char aStart[8] = {};
   const size_t bytes = std::min(sizeof(aStart), i_pFile->Bytes());
-  const Bool bRead = i_pFile->Read(aStart, bytes);
+  const CResult<> read = i_pFile->Read(aStart, bytes);
   i_pFile->Seek(0);
   for (const T_Format& format : kFormats)
-    if (bRead && std::string_view(aStart, bytes).starts_with(format.m_start))
+    if (read && std::string_view(aStart, bytes).starts_with(format.m_start))
       return format.m_pRead(i_pFile, i_stop);
   return Refuse("it is not a PNG, JPEG or BMP file");
+}
+
+T_Refusal OfOverlay(const std::string& i_strWhy, const CPictureFile& i_file) {
+  return {i_file.HasChanged() ? kChanged : i_strWhy, true};
 }
 
 // The rows of one picture with another laid over its middle, pixel by pixel and cut where it passes
 // the edges.
 class COverlaidRows : public CRowReader {
  public:
-  // i_pOver are the rows of i_pFile. *o_pError is why they cannot be read to their end, once a call
-  // has failed for that.
-  COverlaidRows(T_Rows i_pRows, const T_File& i_pFile, T_Rows i_pOver, std::string* o_pError)
+  // i_pOver are the rows of i_pFile. When they cannot be read to their end, the refusal is theirs.
+  COverlaidRows(T_Rows i_pRows, const T_File& i_pFile, T_Rows i_pOver)
       : CRowReader(i_pRows->Extent(), i_pRows->HasAlpha()),
         m_pRows(std::move(i_pRows)),
         m_pFile(i_pFile),
         m_pOver(std::move(i_pOver)),
-        m_pError(o_pError),
         m_over(m_pOver->Extent().m_u32W) {}
 
   CResult<> Read(UInt32* o_pRow) override {
@@ -70,8 +72,8 @@ class COverlaidRows : public CRowReader {
 
   CResult<> Finish() override {
     if (CResult<> read = ReadOver(m_pOver->Extent().m_u32H); !read) return read;
-    if (const CResult<> end = m_pOver->Finish(); !end) return Failed(end.Why());
-    if (m_pFile->HasChanged()) return Failed(kChanged);
+    if (const CResult<> end = m_pOver->Finish(); !end) return OfOverlay(end.Why(), *m_pFile);
+    if (m_pFile->HasChanged()) return OfOverlay(kChanged, *m_pFile);
     return m_pRows->Finish();
   }
 
@@ -79,18 +81,14 @@ class COverlaidRows : public CRowReader {
   // Until i_u32Rows of them were read.
   CResult<> ReadOver(UInt32 i_u32Rows) {
     for (; m_u32Over < i_u32Rows; ++m_u32Over)
-      if (const CResult<> read = m_pOver->Read(m_over.data()); !read) return Failed(read.Why());
+      if (const CResult<> read = m_pOver->Read(m_over.data()); !read)
+        return OfOverlay(read.Why(), *m_pFile);
     return {};
-  }
-  CResult<> Failed(const std::string& i_strWhy) {
-    *m_pError = m_pFile->HasChanged() ? kChanged : i_strWhy;
-    return T_Refusal{*m_pError};
   }
 
   const T_Rows m_pRows;
   const T_File m_pFile;
   const T_Rows m_pOver;
-  std::string* const m_pError;
   std::vector<UInt32> m_over;
   UInt32 m_u32Y = 0;
   UInt32 m_u32Over = 0;
@@ -176,13 +174,16 @@ void LayOnBlack(const T_Part& i_part) {
 // What is to be made, of which file.
 struct T_Job {
   std::string m_strPath;
+  std::string m_strOverlay;  // empty: none
   std::function<std::vector<T_Plan>(const T_Extent& i_stOwn)> m_plans;
   Bool m_bOnBlack;
   std::stop_token m_stop;
 };
 
+using T_Pictures = std::vector<std::shared_ptr<const CPicture>>;
+
 // A picture for each plan; equal plans share one.
-CResult<> MakeAll(const T_Job& i_job, CRowReader& io_rows, T_Loaded* o_pLoaded) {
+CResult<T_Pictures> MakeAll(const T_Job& i_job, CRowReader& io_rows) {
   const std::vector<T_Plan> plans = i_job.m_plans(io_rows.Extent());
   std::vector<T_Plan> made;
   std::vector<T_Target> targets;
@@ -193,62 +194,46 @@ CResult<> MakeAll(const T_Job& i_job, CRowReader& io_rows, T_Loaded* o_pLoaded) 
     made.push_back(plan);
     targets.push_back(std::move(*target));
   }
-  CResult<Bool> opaque = Pour(io_rows, targets, i_job.m_stop);
+  const CResult<Bool> opaque = Pour(io_rows, targets, i_job.m_stop);
   if (!opaque) return opaque.Refusal();
   for (T_Target& target : targets) {
     if (i_job.m_bOnBlack && !*opaque) LayOnBlack(target.m_part);
     target.m_pPicture->SetOpaque(i_job.m_bOnBlack || *opaque);
   }
+  T_Pictures pictures;
   for (const T_Plan& plan : plans) {
     const auto at = std::find(made.begin(), made.end(), plan) - made.begin();
-    o_pLoaded->m_vecPictures.push_back(targets[static_cast<size_t>(at)].m_pPicture);
+    pictures.push_back(targets[static_cast<size_t>(at)].m_pPicture);
   }
-  return {};
+  return pictures;
 }
 
-// What is laid over the rows, and why it was not.
-struct T_Overlay {
-  std::string m_strPath;
-  std::string m_strError;
-};
-
-CResult<T_Rows> Overlaid(T_Rows i_pRows, const std::stop_token& i_stop, T_Overlay* io_pOverlay) {
-  std::string& error = io_pOverlay->m_strError;
-  CResult<T_File> file = OpenFile(io_pOverlay->m_strPath);
-  CResult<T_Rows> over = file ? ReadRows(*file, i_stop) : file.Refusal();
-  if (over) return T_Rows(new COverlaidRows(std::move(i_pRows), *file, std::move(*over), &error));
-  error = file && (*file)->HasChanged() ? kChanged : over.Why();
-  return T_Refusal{error};
+CResult<T_Rows> Overlaid(T_Rows i_pRows, const T_Job& i_job) {
+  CResult<T_File> file = OpenFile(i_job.m_strOverlay);
+  if (!file) return T_Refusal{file.Why(), true};
+  CResult<T_Rows> over = ReadRows(*file, i_job.m_stop);
+  if (!over) return OfOverlay(over.Why(), **file);
+  return T_Rows(new COverlaidRows(std::move(i_pRows), *file, std::move(*over)));
 }
 
-CResult<> LoadRows(const T_Job& i_job, const T_File& i_pFile, T_Overlay* io_pOverlay,
-                   T_Loaded* o_pLoaded) {
+CResult<T_Loaded> LoadFrom(const T_File& i_pFile, const T_Job& i_job) {
   CResult<T_Rows> rows = ReadRows(i_pFile, i_job.m_stop);
-  if (rows && io_pOverlay != nullptr) rows = Overlaid(std::move(*rows), i_job.m_stop, io_pOverlay);
+  if (rows && !i_job.m_strOverlay.empty()) rows = Overlaid(std::move(*rows), i_job);
   if (!rows) return rows.Refusal();
-  o_pLoaded->m_stOwn = (*rows)->Extent();
-  return MakeAll(i_job, **rows, o_pLoaded);
+  CResult<T_Pictures> pictures = MakeAll(i_job, **rows);
+  if (!pictures) return pictures.Refusal();
+  return T_Loaded{i_pFile->Id(), (*rows)->Extent(), std::move(*pictures)};
 }
 
-CResult<> LoadFile(const T_Job& i_job, T_Overlay* io_pOverlay, T_Loaded* o_pLoaded) {
-  CResult<T_File> file = OpenFile(i_job.m_strPath);
+CResult<T_Loaded> Load(const T_Job& i_job) try {
+  const CResult<T_File> file = OpenFile(i_job.m_strPath);
   if (!file) return file.Refusal();
-  o_pLoaded->m_stFile = (*file)->Id();
-  CResult<> loaded = LoadRows(i_job, *file, io_pOverlay, o_pLoaded);
+  CResult<T_Loaded> loaded = LoadFrom(*file, i_job);
+  if (!loaded && loaded.Refusal().m_bOverlay) return loaded;
   if ((*file)->HasChanged()) return Refuse("%s", kChanged);
   return loaded;
-}
-
-// io_pOverlay may be null.
-T_Loaded Load(const T_Job& i_job, T_Overlay* io_pOverlay) try {
-  T_Loaded loaded;
-  if (const CResult<> made = LoadFile(i_job, io_pOverlay, &loaded); !made) {
-    loaded.m_strError = made.Why();
-    loaded.m_vecPictures.clear();
-  }
-  return loaded;
 } catch (const std::bad_alloc&) {
-  return {"there is not enough memory for scaling it", {}, {}, {}};
+  return Refuse("there is not enough memory for scaling it");
 }
 
 T_Plan PlanFor(const T_Extent& i_stOwn, const T_WantedSize& i_wanted) {
@@ -273,18 +258,18 @@ T_FileId IdentifyFile(const std::string& i_strPath) {
   return stat(NamedPath(i_strPath).c_str(), &status) == 0 ? T_FileId::Of(status) : T_FileId{};
 }
 
-T_Loaded LoadPicture(const std::string& i_strPath, std::span<const T_WantedSize> i_sizes,
-                     std::stop_token i_stop) {
+CResult<T_Loaded> LoadPicture(const std::string& i_strPath, std::span<const T_WantedSize> i_sizes,
+                              std::stop_token i_stop) {
   const auto plans = [&](const T_Extent& i_stOwn) {
     std::vector<T_Plan> made;
     for (const T_WantedSize& size : i_sizes) made.push_back(PlanFor(i_stOwn, size));
     return made;
   };
-  return Load({i_strPath, plans, false, std::move(i_stop)}, nullptr);
+  return Load({i_strPath, {}, plans, false, std::move(i_stop)});
 }
 
-T_Loaded LoadScreen(const std::string& i_strPath, const std::string& i_strOverlay,
-                    std::span<const T_Extent> i_canvases, std::stop_token i_stop) {
+CResult<T_Loaded> LoadScreen(const std::string& i_strPath, const std::string& i_strOverlay,
+                             std::span<const T_Extent> i_canvases, std::stop_token i_stop) {
   const auto plans = [&](const T_Extent& i_stOwn) {
     std::vector<T_Plan> made;
     for (const T_Extent& stCanvas : i_canvases) {
@@ -293,12 +278,12 @@ T_Loaded LoadScreen(const std::string& i_strPath, const std::string& i_strOverla
     }
     return made;
   };
-  const T_Job job{i_strPath, plans, true, std::move(i_stop)};
-  if (i_strOverlay.empty() || IdentifyFile(i_strOverlay) == T_FileId{}) return Load(job, nullptr);
-  T_Overlay overlay{i_strOverlay, {}};
-  T_Loaded loaded = Load(job, &overlay);
-  if (overlay.m_strError.empty()) return loaded;
+  T_Job job{i_strPath, {}, plans, true, std::move(i_stop)};
+  if (IdentifyFile(i_strOverlay) != T_FileId{}) job.m_strOverlay = i_strOverlay;
+  CResult<T_Loaded> loaded = Load(job);
+  if (loaded || !loaded.Refusal().m_bOverlay) return loaded;
   if (!job.m_stop.stop_requested())
-    LOG_ERROR("picture <%s> not laid over: %s", i_strOverlay.c_str(), overlay.m_strError.c_str());
-  return Load(job, nullptr);  // some of its rows may have got it
+    LOG_ERROR("picture <%s> not laid over: %s", i_strOverlay.c_str(), loaded.Why().c_str());
+  job.m_strOverlay.clear();
+  return Load(job);  // from its start: some of its rows may have been under the overlay
 }

@@ -1,24 +1,15 @@
 // A picture in memory: ARGB8888 in native 32-bit words, straight (not premultiplied) alpha, rows
-// without padding. Movable; once it is shared it does not change any more.
+// without padding. Made by one thread; once it is shared it does not change any more.
 #pragma once
 
 #include <memory>
 
-#include "framework/types.h"
+#include "common/osd/pictures/extent.h"
 
-// A size in px.
-struct T_Extent {
-  UInt32 m_u32W = 0;
-  UInt32 m_u32H = 0;
-
-  size_t Pixels() const { return size_t{m_u32W} * m_u32H; }
-  bool operator==(const T_Extent&) const = default;
-};
-
-// Some rows of pixels that are one above the other in memory, maybe with others beside them.
+// A rectangle of pixels within a larger picture, whose memory is borrowed.
 struct T_Part {
   UInt32* m_pFirst;
-  size_t m_stride;  // px
+  size_t m_stride;  // px from row to row
   T_Extent m_stExtent;
 
   UInt32* Row(UInt32 i_u32Y) const { return m_pFirst + i_u32Y * m_stride; }
@@ -41,7 +32,7 @@ class CPicture {
     return m_pPixels.get() + size_t{i_u32Y} * m_stExtent.m_u32W;
   }
 
-  // The middle of it; i_stExtent is at most its own.
+  // The part of that size in the middle; i_stExtent is at most its own.
   T_Part Middle(const T_Extent& i_stExtent) {
     const UInt32 u32X = (m_stExtent.m_u32W - i_stExtent.m_u32W) / 2;
     const UInt32 u32Y = (m_stExtent.m_u32H - i_stExtent.m_u32H) / 2;

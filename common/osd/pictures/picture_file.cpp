@@ -46,18 +46,18 @@ CResult<CPictureFile> CPictureFile::Open(const std::string& i_strPath) {
   return file;
 }
 
-Bool CPictureFile::Read(void* o_pBytes, size_t i_bytes) {
+CResult<> CPictureFile::Read(void* o_pBytes, size_t i_bytes) {
   char* pNext = static_cast<char*>(o_pBytes);
   while (i_bytes > 0) {
     const ssize_t got = pread(Descriptor(), pNext, i_bytes, static_cast<off_t>(m_offset));
     if (got < 0 && errno == EINTR) continue;
-    if (got == 0) errno = 0;
-    if (got <= 0) return false;
+    if (got < 0) return Refuse("%s", std::strerror(errno));
+    if (got == 0) return Refuse("it ends too early");
     pNext += got;
     i_bytes -= static_cast<size_t>(got);
     m_offset += static_cast<size_t>(got);
   }
-  return true;
+  return {};
 }
 
 Bool CPictureFile::HasChanged() const { return T_FileId::Of(Status(m_file)) != m_stId; }

@@ -54,15 +54,16 @@ class CPngReader {
  private:
   [[noreturn]] static void Fail(png_structp io_pPng, png_const_charp i_pText) {
     auto& reader = *static_cast<CPngReader*>(png_get_error_ptr(io_pPng));
-    std::snprintf(reader.m_aError, sizeof(reader.m_aError), "%s", i_pText);
+    std::snprintf(reader.m_szError, sizeof(reader.m_szError), "%s", i_pText);
     png_longjmp(io_pPng, 1);
   }
   static void Ignore(png_structp, png_const_charp) {}
   static void ReadBytes(png_structp io_pPng, png_bytep o_pBytes, size_t i_bytes);
+  Bool Fetch(png_bytep o_pBytes, size_t i_bytes);
 
   CResult<> Attempt(void (*i_pStep)(CPngReader&)) {
     if (m_pInfo == nullptr || setjmp(png_jmpbuf(m_pPng)) != 0)
-      return Refuse("its PNG cannot be decoded: %s", m_aError);
+      return Refuse("its PNG cannot be decoded: %s", m_szError);
     i_pStep(*this);
     return {};
   }
@@ -83,17 +84,25 @@ class CPngReader {
   UInt32 m_u32W = 0;
   size_t m_rowsBefore = 0;
   UInt32* m_pRow = nullptr;
-  char m_aError[128] = "there is not enough memory for the decoder";
+  char m_szError[128] = "there is not enough memory for the decoder";
 };
 
-// The place where every long work passes: compressed data may go on for minutes behind the last row.
+// The place where every long work passes: compressed data may go on for minutes behind the last
+// row.
 void CPngReader::ReadBytes(png_structp io_pPng, png_bytep o_pBytes, size_t i_bytes) {
   auto& reader = *static_cast<CPngReader*>(png_get_io_ptr(io_pPng));
   if (reader.m_stop.stop_requested()) png_error(io_pPng, "stopped");
   if (T_Clock::now() >= reader.m_limit) png_error(io_pPng, "it takes above 30 s");
-  reader.m_pFile->Seek(reader.m_offset);
-  if (!reader.m_pFile->Read(o_pBytes, i_bytes)) png_error(io_pPng, WhyNotRead());
-  reader.m_offset = reader.m_pFile->Offset();
+  if (!reader.Fetch(o_pBytes, i_bytes)) png_longjmp(io_pPng, 1);
+}
+
+// The refusal, which has a destructor, does not live to see the longjmp.
+Bool CPngReader::Fetch(png_bytep o_pBytes, size_t i_bytes) {
+  m_pFile->Seek(m_offset);
+  const CResult<> read = m_pFile->Read(o_pBytes, i_bytes);
+  if (!read) std::snprintf(m_szError, sizeof(m_szError), "%s", read.Why().c_str());
+  m_offset = m_pFile->Offset();
+  return static_cast<Bool>(read);
 }
 
 // Of what may stand beside the pixels only the palette and the transparent colour count.
@@ -139,8 +148,9 @@ void CPngReader::Begin(CPngReader& io_reader) {
   for (size_t row = 0; row < io_reader.m_rowsBefore; ++row) png_read_row(pPng, nullptr, nullptr);
 }
 
-// No row of an interlaced picture is complete before the last pass. Instead of the picture, a reader
-// for each pass is kept: together they decode it twice, for each pass has as much as all before it.
+// No row of an interlaced picture is complete before the last pass. Instead of the picture, a
+// reader for each pass is kept: together they decode it twice, for each pass has as much as all
+// before it.
 class CPngRows : public CRowReader {
  public:
   CPngRows(const T_PngHead& i_head, std::vector<std::unique_ptr<CPngReader>> i_passes)

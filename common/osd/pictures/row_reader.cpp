@@ -1,21 +1,5 @@
 #include "common/osd/pictures/row_reader.h"
 
-#include <cerrno>
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
-
-T_Refusal Refuse(const char* i_pFormat, ...) {
-  char aText[512];
-  va_list arguments;
-  va_start(arguments, i_pFormat);
-  std::vsnprintf(aText, sizeof(aText), i_pFormat, arguments);
-  va_end(arguments);
-  return {aText};
-}
-
-const char* WhyNotRead() { return errno == 0 ? "it ends too early" : std::strerror(errno); }
-
 CResult<> CheckSize(UInt64 i_u64W, UInt64 i_u64H) {
   constexpr UInt32 kMaxSide = CPicture::kMaxSide;
   static_assert(size_t{kMaxSide} * kMaxSide == CPicture::kMaxPixels);

@@ -1,6 +1,6 @@
 // The rows of a picture's file from the top, each decoded when it is asked for: however large the
-// picture is, some rows are all that is in memory. Each way to read a file ends with the reason when
-// the file is damaged or of a kind that is not read. One thread.
+// picture is, only some rows of it are in memory. Whatever reads a file refuses one that is
+// damaged, of a kind that is not read, or above CPicture's limits. One thread.
 #pragma once
 
 #include <memory>
@@ -23,9 +23,9 @@ class CRowReader {
   // Whether an alpha other than 255 may occur.
   Bool HasAlpha() const { return m_bAlpha; }
 
-  // The next row, as a CPicture has it; asked for once for each.
+  // Writes the next row, as a CPicture has it, to o_pRow. Called once for each row of the extent.
   virtual CResult<> Read(UInt32* o_pRow) = 0;
-  // After the last row: whether the rest of the file is whole, too.
+  // Called after the last row: refused when the rest of the file is damaged.
   virtual CResult<> Finish() { return {}; }
 
  private:
@@ -36,18 +36,16 @@ class CRowReader {
 using T_File = std::shared_ptr<CPictureFile>;
 using T_Rows = std::unique_ptr<CRowReader>;
 
-// Ends when i_stop is asked for.
+// Ends with a refusal when i_stop is requested, also while rows are read.
 CResult<T_Rows> ReadPng(const T_File& i_pFile, const std::stop_token& i_stop);
 
-// 24 and 32 bits a pixel.
+// Reads 24 and 32 bits a pixel, without compression.
 CResult<T_Rows> ReadBmp(const T_File& i_pFile, const std::stop_token& i_stop);
 
-// By the program djpeg, which has done all its work when this returns. Its result is a file without
-// a name in the temporary folder, "/yuvfile". Ends when i_stop is asked for.
+// Has the program djpeg decode the file, which is done when this returns; its output is a file
+// without a name in the temporary folder, "/yuvfile". Also refused when djpeg is missing, fails or
+// takes too long, and without room for its output. Ends with a refusal when i_stop is requested.
 CResult<T_Rows> ReadJpeg(const T_File& i_pFile, const std::stop_token& i_stop);
 
-// Why CPictureFile::Read failed just now.
-const char* WhyNotRead();
-
-// Whether a picture may have i_u64W x i_u64H pixels.
+// Refused when a picture of i_u64W x i_u64H px has none, or is above CPicture's limits.
 CResult<> CheckSize(UInt64 i_u64W, UInt64 i_u64H);

@@ -45,7 +45,8 @@ UInt32 Straight(UInt32 i_u32Argb) {
   return u32Straight;
 }
 
-// What of a side of i_u32From px the first i_u32Seen of i_u32To px need, with what lies beside.
+// How many px of a side of i_u32From px the first i_u32Seen of i_u32To px are made of, with their
+// neighbours.
 UInt32 Needed(UInt32 i_u32From, UInt32 i_u32To, UInt32 i_u32Seen) {
   if (i_u32From == i_u32To) return i_u32Seen;
   const UInt64 u64Reach =
@@ -55,7 +56,7 @@ UInt32 Needed(UInt32 i_u32From, UInt32 i_u32To, UInt32 i_u32Seen) {
 
 }  // namespace
 
-// Rows of fewer px.
+// Makes a row narrower.
 class CScaler::CNarrowing {
  public:
   CNarrowing(UInt32 i_u32From, UInt32 i_u32To, UInt32 i_u32Seen)
@@ -80,8 +81,8 @@ class CScaler::CNarrowing {
   std::vector<UInt32> m_row;
 };
 
-// Fewer rows: each that comes is added to those to be made that it has a share in, at most
-// kMostAtOnce.
+// Makes fewer rows of those that come: each is added to all rows that it has a share in, which are
+// kMostAtOnce at most.
 class CScaler::CLowering {
  public:
   CLowering(UInt32 i_u32From, UInt32 i_u32To, UInt32 i_u32Seen, UInt32 i_u32W)
@@ -114,14 +115,14 @@ class CScaler::CLowering {
 
   const CAreaFilter m_filter;
   const UInt32 m_u32Seen;
-  UInt32 m_u32Added = 0;  // rows that came, and that were begun and made of them
-  UInt32 m_u32Begun = 0;
-  UInt32 m_u32Made = 0;
+  UInt32 m_u32Added = 0;  // rows that came
+  UInt32 m_u32Begun = 0;  // rows that some of them were added to
+  UInt32 m_u32Made = 0;   // rows that are complete
   T_Sums m_aSums[kMostAtOnce];
   std::vector<UInt32> m_row;
 };
 
-// Larger on one side or both, by pixman, some rows at a time.
+// Enlarges one side or both, with pixman, some rows at a time.
 class CScaler::CGrowth {
  public:
   CGrowth(const T_Extent& i_stFrom, pixman_fixed_t i_ratioX, pixman_fixed_t i_ratioY,
@@ -141,7 +142,7 @@ class CScaler::CGrowth {
     while (m_u32Made < m_target.m_stExtent.m_u32H && (bLast || Above(m_u32Made) < u32Last))
       ++m_u32Made;
     Make(u32Begin, m_u32Made);
-    // Of what comes next it is the upper neighbour.
+    // The last row is the upper neighbour of what comes next.
     std::copy_n(m_window.Row(m_u32Rows - 1), m_stFrom.m_u32W, m_window.Row(0));
     m_u32First = u32Last;
     m_u32Rows = 1;
@@ -195,14 +196,14 @@ class CScaler::CGrowth {
   const pixman_fixed_t m_ratioX;
   const pixman_fixed_t m_ratioY;
   const T_Part m_target;
-  CPicture m_window;      // rows of those that came
-  UInt32 m_u32First = 0;  // which the first of them is
-  UInt32 m_u32Rows = 0;
-  UInt32 m_u32Made = 0;
+  CPicture m_window;      // the last rows that came
+  UInt32 m_u32First = 0;  // the number of its first row
+  UInt32 m_u32Rows = 0;   // how many it has
+  UInt32 m_u32Made = 0;   // rows of the target
 };
 
-// The shrinking sides first, each by itself and rounded to 8 bits. What grows comes last, both sides
-// at once.
+// The shrinking sides first, each by itself and rounded to 8 bits. What grows comes last, both
+// sides at once.
 CScaler::CScaler(const T_Extent& i_stOwn, Bool i_bAlpha, const T_Extent& i_stScaled,
                  const T_Part& i_target)
     : m_target(i_target),

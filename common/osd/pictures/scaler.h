@@ -10,10 +10,10 @@
 
 class CScaler {
  public:
-  // A picture of i_stOwn px, with alpha or without, is scaled to i_stScaled px, both at least 1 x 1,
-  // of which the upper left ones are put into i_target, as many as that has. An unscaled side keeps
-  // its pixels as they are; colours of translucent pixels pass through 8 bits times alpha otherwise.
-  // Throws std::bad_alloc.
+  // Scales a picture of i_stOwn px, with alpha or without, to i_stScaled px, both at least 1 x 1,
+  // and writes the upper left part of that into i_target, which is borrowed, as much as that holds.
+  // In its own size it is copied. Scaled, the colours of one with alpha are multiplied by alpha, in
+  // 8 bits, and divided again. Throws std::bad_alloc.
   CScaler(const T_Extent& i_stOwn, Bool i_bAlpha, const T_Extent& i_stScaled,
           const T_Part& i_target);
   ~CScaler();
@@ -22,7 +22,7 @@ class CScaler {
   // The next row of the picture. Throws std::bad_alloc.
   void Take(const UInt32* i_pRow);
 
-  // After the last row: the target has its pixels.
+  // To be called after the last row: then the target has its pixels.
   void Finish();
 
  private:

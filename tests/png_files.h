@@ -7,7 +7,7 @@
 #include <cmath>
 #include <filesystem>
 
-#include "tests/picture.h"
+#include "tests/layer_picture.h"
 
 // Its path again. The file is an hour old, so that nothing takes it for one that is being written.
 inline std::string WritePng(const std::string& i_path, const T_Picture& i_picture) {

@@ -1,17 +1,12 @@
-// Datagrams put together by hand, byte by byte, so that the tests do not lean on the encoder.
+// Datagrams through the parser.
 #pragma once
 
-#include <string_view>
+#include <gtest/gtest.h>
 
 #include "protocol/apiparser.h"
-#include "tests/system/peer.h"
+#include "tests/wire.h"
 
 inline constexpr UInt16 kMainCtl = 9635;
-
-inline Bytes Cat(Bytes i_front, std::string_view i_text) {
-  i_front.insert(i_front.end(), i_text.begin(), i_text.end());
-  return i_front;
-}
 
 // 1, 2, 3, ...
 inline Bytes Counting(size_t i_count) {

@@ -1,4 +1,4 @@
-#include "common/osd/picture_worker.h"
+#include "common/osd/pictures/worker.h"
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -8,8 +8,6 @@
 #include <memory>
 #include <utility>
 
-#include "common/osd/commands.h"
-#include "daemon/common/bus.h"
 #include "framework/log.h"
 
 namespace {
@@ -18,7 +16,7 @@ namespace {
 constexpr SInt32 kNice = 10;
 constexpr UInt32 kRetryMs = 100;
 
-T_Loaded Load(const T_PictureJob& i_job, const std::stop_token& i_stop) {
+CResult<T_Loaded> Load(const T_PictureJob& i_job, const std::stop_token& i_stop) {
   if (i_job.m_bWholeScreen) {
     std::vector<T_Extent> canvases;
     for (const auto& target : i_job.m_vecTargets) canvases.push_back(target.m_stCanvas);
@@ -31,13 +29,13 @@ T_Loaded Load(const T_PictureJob& i_job, const std::stop_token& i_stop) {
 
 }  // namespace
 
-std::shared_ptr<const CPicture> T_PictureResult::For(SInt32 i_s32VoDev,
-                                                     const T_Canvas& i_canvas) const {
-  for (size_t i = 0; i < m_stLoaded.m_vecPictures.size(); ++i) {
+std::shared_ptr<const CPicture> T_PictureResult::For(SInt32 i_s32Output,
+                                                     const T_Extent& i_stCanvas) const {
+  if (!m_loaded) return nullptr;
+  for (size_t i = 0; i < m_loaded->m_vecPictures.size(); ++i) {
     const T_PictureJob::T_Target& target = m_stJob.m_vecTargets[i];
-    if (target.m_s32VoDev == i_s32VoDev &&
-        target.m_stCanvas == T_Extent{i_canvas.m_u32W, i_canvas.m_u32H})
-      return m_stLoaded.m_vecPictures[i];
+    if (target.m_s32Output == i_s32Output && target.m_stCanvas == i_stCanvas)
+      return m_loaded->m_vecPictures[i];
   }
   return nullptr;
 }
@@ -99,28 +97,16 @@ void CPictureWorker::Entry() {
   setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), kNice);
   T_Waiting next;
   for (std::stop_token stop; Take(&next, &stop);) {
-    T_Loaded loaded = Load(next.m_stJob, stop);
+    CResult<T_Loaded> loaded = Load(next.m_stJob, stop);
     if (stop.stop_requested()) continue;
-    if (!loaded.m_strError.empty())
+    if (!loaded)
       LOG_ERROR("picture <%.4000s> is not shown: %s", next.m_stJob.m_strPath.c_str(),
-                loaded.m_strError.c_str());
-    Send(new T_PictureResult{next.m_u64Ticket, std::move(next.m_stJob), std::move(loaded)});
+                loaded.Why().c_str());
+    Deliver(std::make_unique<T_PictureResult>(
+        T_PictureResult{next.m_u64Ticket, std::move(next.m_stJob), std::move(loaded)}));
   }
 }
 
-// The renderer's queue may be full for a moment; whoever refuses the message logs it.
-void CPictureWorker::Send(T_PictureResult* i_pResult) {
-  T_ModuleMsg msg{};
-  msg.m_u32MsgType = kAsyncMsg;
-  msg.m_u32Src = kModuleOsd;
-  msg.m_u32Dst = kModuleOsd;
-  msg.m_u32MsgNo = kOsdPicture;
-  msg.PutBlock(i_pResult);
-  while (SendSyncAndAsyncMsg(&msg, 0) == 0) {
-    if (IsStopRequested()) {
-      delete i_pResult;
-      return;
-    }
-    Sleep(kRetryMs);
-  }
+void CPictureWorker::Deliver(std::unique_ptr<T_PictureResult> i_pResult) {
+  while (!m_deliver(i_pResult) && !IsStopRequested()) Sleep(kRetryMs);
 }

@@ -1,8 +1,9 @@
-#include "common/osd/picture_cache.h"
+#include "common/osd/pictures/cache.h"
 
 #include <algorithm>
 
-// Two places of a picture that cut nothing off, or the same, share an entry.
+// How much of the scaled picture is cut off counts, not where it lies: places that cut nothing off,
+// or the same, share an entry.
 Bool CPictureCache::T_Entry::Is(const std::string& i_strPath, const T_FileId& i_file,
                                 const T_WantedSize& i_size) const {
   if (!(m_stFile == i_file) || m_strPath != i_strPath) return false;
