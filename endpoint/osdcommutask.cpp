@@ -97,17 +97,27 @@ COsdCommuTask::COsdCommuTask(const char* i_pLocalAddr, UInt16 i_u16LocalPort)
   SetTaskName("COsdCommuTask");
 }
 
+// Each step may signal the next one, which is then taken at once, as it would be by another run:
+// handing the thread over between the datagrams of a burst costs more than to answer them. What is
+// left after so many steps waits for its turn among the other tasks.
 SInt64 COsdCommuTask::Run() {
-  const EventFlags events = GetEvents();
-  if (events & kKillEvent) {
-    m_eSocketState = SOCKET_STATE_CLOSED;
-    return -1;
+  constexpr UInt32 kStepsOfARun = 32;
+  Bool bAwaitMore = false;
+  for (UInt32 u32Step = 0; u32Step < kStepsOfARun; ++u32Step) {
+    const EventFlags events = GetEvents();
+    if (events == 0) break;
+    if (events & kKillEvent) {
+      m_eSocketState = SOCKET_STATE_CLOSED;
+      return -1;
+    }
+    if (events & kStartEvent) ProcessStartEvent();
+    if ((events & (kReadEvent | kTimeoutEvent)) && m_eSocketState == SOCKET_STATE_BOUND)
+      bAwaitMore = ProcessReadEvent();
+    if ((events & kWriteEvent) && m_eSocketState == SOCKET_STATE_BOUND) ProcessWriteEvent();
+    if (events & kTimeoutEvent) Bind();
   }
-  if (events & kStartEvent) ProcessStartEvent();
-  if ((events & (kReadEvent | kTimeoutEvent)) && m_eSocketState == SOCKET_STATE_BOUND)
-    ProcessReadEvent();
-  if ((events & kWriteEvent) && m_eSocketState == SOCKET_STATE_BOUND) ProcessWriteEvent();
-  if (events & kTimeoutEvent) Bind();
+  // Once, whatever came of the attempts: a watch that is not armed again is deaf for good.
+  if (bAwaitMore) m_udpSocket.RequestEvent(EV_RE);
   return 0;
 }
 
@@ -186,8 +196,8 @@ Bool COsdCommuTask::MayReceive() {
   return bRoom;
 }
 
-void COsdCommuTask::ProcessReadEvent() {
-  if (!MayReceive()) return;
+Bool COsdCommuTask::ProcessReadEvent() {
+  if (!MayReceive()) return false;
   UInt8 aBuf[MAX_SND_RCV_BUF_SIZE + 1];
   UInt32 u32RemoteAddr = 0;
   UInt16 u16RemotePort = 0;
@@ -206,8 +216,7 @@ void COsdCommuTask::ProcessReadEvent() {
                   static_cast<UInt32>(error));
     PrintAtOnce(STDERR_FILENO, szLine);
   }
-  // After every attempt, whatever came of it: a watch that is not re-armed is deaf for good.
-  m_udpSocket.RequestEvent(EV_RE);
+  return true;
 }
 
 void COsdCommuTask::ProcessDatagram(const UInt8* i_pBuf, UInt32 i_u32Len, UInt32 i_u32RemoteAddr,

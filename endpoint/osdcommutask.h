@@ -55,7 +55,7 @@ class COsdCommuTask : public CTask {
   void Bind();
   Bool MayReceive();
   void LogBindFailure(OS_Error i_s32Error) const;
-  void ProcessReadEvent();
+  Bool ProcessReadEvent();
   void ProcessDatagram(const UInt8* i_pBuf, UInt32 i_u32Len, UInt32 i_u32RemoteAddr,
                        UInt16 i_u16RemotePort);
   void ProcessWriteEvent();

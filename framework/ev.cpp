@@ -46,16 +46,20 @@ struct T_Round {
 T_Watched g_stWatched GUARDED_BY(ReadSetMutex());
 T_Round g_stRound GUARDED_BY(ReadSetMutex());
 SInt32 g_aPipes[2] = {-1, -1};  // never changes once it is made
+// A wake-up byte was asked for and is not read yet: what is asked for meanwhile rides on it.
+Bool g_bWakeUnread GUARDED_BY(ReadSetMutex()) = false;
 
 Bool InRange(SInt32 i_s32FileDesc) { return i_s32FileDesc >= 0 && i_s32FileDesc < kMaxFDs; }
 
-// A full pipe is wake-up enough, so the writer need not wait for it: the event thread itself may be
-// the writer.
+// Whether the caller is the one who has to write the byte, once it has released the lock.
+Bool AskForWakeUp() REQUIRES(ReadSetMutex()) { return !std::exchange(g_bWakeUnread, true); }
+
+// Returns 1, unless the byte could not be written. At most one is in the pipe.
 SInt32 WakeSelect() {
   ssize_t sWritten = 0;
   do sWritten = write(g_aPipes[1], "p", 1);
   while (sWritten < 0 && errno == EINTR);
-  return sWritten < 0 && errno == EAGAIN ? 1 : static_cast<SInt32>(sWritten);
+  return static_cast<SInt32>(sWritten);
 }
 
 void DropReturned(SInt32 i_s32FileDesc, fd_set* io_pReturned) REQUIRES(ReadSetMutex()) {
@@ -91,6 +95,7 @@ void CloseRemoved() REQUIRES(ReadSetMutex()) {
 void DrainPipe() REQUIRES(ReadSetMutex()) {
   char aBytes[kMaxDrainedBytes];
   [[maybe_unused]] const ssize_t sDrained = read(g_aPipes[0], aBytes, sizeof(aBytes));
+  g_bWakeUnread = false;
   DropReturned(g_aPipes[0], &g_stRound.m_stReadSet);
 }
 
@@ -155,6 +160,7 @@ void select_startevents() {
   CMutexLocker objLocker(ReadSetMutex());
   g_stWatched = {};
   g_stRound = {};
+  g_bWakeUnread = false;
   std::ranges::fill(g_stWatched.m_aFDsToClose, kFreeSlot);
   const SInt32 s32Err = pipe2(g_aPipes, O_CLOEXEC | O_NONBLOCK);
   OSD_ASSERT(s32Err == 0 && InRange(g_aPipes[0]), "s32Err == 0", "ev", 63);
@@ -163,6 +169,7 @@ void select_startevents() {
 }
 
 SInt32 select_removeevent(SInt32 i_s32FileDesc) {
+  Bool bWake = false;
   {
     CMutexLocker objLocker(ReadSetMutex());
     FD_CLR(i_s32FileDesc, &g_stWatched.m_stReadSet);
@@ -176,13 +183,15 @@ SInt32 select_removeevent(SInt32 i_s32FileDesc) {
     OSD_ASSERT(pSlot != std::end(g_stWatched.m_aFDsToClose), "g_pFDsToCloseArray[u32Index] == -1",
                "ev", 111);
     *pSlot = i_s32FileDesc;
+    bWake = AskForWakeUp();
   }
-  const SInt32 s32Err = WakeSelect();
+  const SInt32 s32Err = bWake ? WakeSelect() : 1;
   OSD_ASSERT(s32Err == 1, "s32Err == 1", "ev", 120);
   return 0;
 }
 
 SInt32 select_modwatch(eventreq* i_pReq, SInt32 i_s32Which) {
+  Bool bWake = false;
   {
     CMutexLocker objLocker(ReadSetMutex());
     OSD_ASSERT(InRange(i_pReq->er_handle), "i_pReq->er_handle < (SInt32)(sizeof(fd_set) * 8)", "ev",
@@ -193,8 +202,9 @@ SInt32 select_modwatch(eventreq* i_pReq, SInt32 i_s32Which) {
     Watch(s32FileDesc, (i_s32Which & EV_WR) != 0, &g_stWatched.m_stWriteSet);
     g_stWatched.m_s32MaxFDPos = std::max(g_stWatched.m_s32MaxFDPos, s32FileDesc);
     g_stWatched.m_aCookies[s32FileDesc] = i_pReq->er_data;
+    bWake = AskForWakeUp();
   }
-  const SInt32 s32Err = WakeSelect();
+  const SInt32 s32Err = bWake ? WakeSelect() : 1;
   OSD_ASSERT(s32Err == 1, "s32Err == 1", "ev", 186);
   return 0;
 }

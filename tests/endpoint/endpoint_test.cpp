@@ -3,10 +3,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <tuple>
 
 #include "common/osd/commands.h"
@@ -30,8 +32,18 @@ std::atomic<Bool> g_bNoSockets{false};
 // 2: the renderer's queue is full, and nobody tells when it has room. 1: it has, and what waits in
 // sockets is lost, as damaged datagrams are.
 std::atomic<SInt32> g_s32Trouble{0};
+// How often its thread had been given away at each attempt to receive; the fiftieth kills the task.
+std::mutex g_attemptsGate;
+std::atomic<Bool> g_bAttempting{false};
+std::vector<UInt32> g_attempts;
+thread_local UInt32 t_u32Yields = 0;
 
 }  // namespace
+
+int sched_yield() noexcept {
+  ++t_u32Yields;
+  return static_cast<int>(syscall(SYS_sched_yield));
+}
 
 // The system's, or what it does at the limit of descriptors, which would hit the sanitizers too.
 int socket(int i_domain, int i_type, int i_protocol) noexcept {
@@ -44,7 +56,11 @@ UInt32 SendSyncAndAsyncMsg(const T_ModuleMsg* i_pMsg, UInt32) {
   g_commands.push_back(*i_pMsg);
   return g_u32BusResult;
 }
-Bool HasRoomFor(UInt32, CTask*) {
+Bool HasRoomFor(UInt32, CTask* i_pTask) {
+  g_bAttempting = true;
+  const std::lock_guard gate(g_attemptsGate);
+  g_attempts.push_back(t_u32Yields);
+  if (g_attempts.size() == 50) i_pTask->Signal(CTask::kKillEvent);
   const SInt32 s32Trouble = g_s32Trouble > 0 ? g_s32Trouble-- : 0;
   for (int fd = 3; s32Trouble == 1 && fd < 99; ++fd)
     while (recv(fd, nullptr, 0, MSG_DONTWAIT) >= 0) continue;
@@ -352,6 +368,30 @@ TEST_F(Commands, ABusyPortIsToldOnceAndTakenWhenItIsFree) {
   close(peer);
   pTask->Signal(CTask::kKillEvent);
   EXPECT_TRUE(Eventually([&] { return thief.Bind(kLoopback, ntohs(port.sin_port)) == 0; }));
+}
+
+TEST_F(Commands, ABurstIsWorkedOffInSharesAndAKillWaitsForNone) {
+  sockaddr_in port{};
+  close(BoundSocket(&port));
+  const int peer = socket(AF_INET, SOCK_DGRAM, 0);
+  const auto send = [&] {
+    sendto(peer, "", 0, 0, reinterpret_cast<sockaddr*>(&port), sizeof(port));
+  };
+  {
+    const std::lock_guard gate(g_attemptsGate);
+    g_attempts.clear();
+    g_bAttempting = false;
+    (new COsdCommuTask("127.0.0.1", ntohs(port.sin_port)))->Signal(CTask::kStartEvent);
+    ASSERT_TRUE(Eventually([&] { return send(), g_bAttempting.load(); }));
+    for (int i = 0; i < 70; ++i) send();
+  }
+  CUDPSocket next(nullptr, 0);
+  ASSERT_EQ(next.Open(), 0);
+  EXPECT_TRUE(Eventually([&] { return next.Bind(kLoopback, ntohs(port.sin_port)) == 0; }));
+  EXPECT_EQ(g_attempts.size(), 50U) << "after the kill";
+  // The first one may share its run with the start.
+  EXPECT_NEAR(static_cast<double>(std::ranges::count(g_attempts, g_attempts[0])), 31.5, 0.5);
+  close(peer);
 }
 
 TEST_F(Commands, WithoutADescriptorItSaysThatItIsDeaf) {
