@@ -24,8 +24,10 @@ struct T_Canvas {
   UInt32* m_pPixels = nullptr;
   UInt32 m_u32W = 0;  // px; also the distance from row to row
   UInt32 m_u32H = 0;
+  // The row that m_pPixels begin with: some rows of a canvas may be somewhere else for a while.
+  UInt32 m_u32Top = 0;
 
-  UInt32* Row(UInt32 i_u32Y) const { return m_pPixels + size_t{i_u32Y} * m_u32W; }
+  UInt32* Row(UInt32 i_u32Y) const { return m_pPixels + size_t{i_u32Y - m_u32Top} * m_u32W; }
   T_Extent Extent() const { return {m_u32W, m_u32H}; }
   T_Rect Whole() const { return {0, 0, m_u32W, m_u32H}; }
 };
@@ -34,6 +36,13 @@ struct T_Canvas {
 inline void ClearRect(const T_Canvas& i_canvas, const T_Rect& i_rect) {
   for (UInt32 row = 0; row < i_rect.m_u32H; ++row)
     std::memset(i_canvas.Row(i_rect.m_u32Y + row) + i_rect.m_u32X, 0,
+                size_t{i_rect.m_u32W} * sizeof(UInt32));
+}
+
+// The pixels of i_rect, from one canvas to another of its size.
+inline void CopyRect(const T_Canvas& i_from, const T_Canvas& i_to, const T_Rect& i_rect) {
+  for (UInt32 y = i_rect.m_u32Y; y < i_rect.m_u32Y + i_rect.m_u32H; ++y)
+    std::memcpy(i_to.Row(y) + i_rect.m_u32X, i_from.Row(y) + i_rect.m_u32X,
                 size_t{i_rect.m_u32W} * sizeof(UInt32));
 }
 

@@ -60,6 +60,11 @@ void LogBroken(const T_Layout& i_layout, const T_Canvas& i_canvas, EDrawMode i_e
     if (!i_layout.m_aLines[line].IsDrawn()) LogBrokenLine(i_layout, line, i_canvas, i_eMode);
 }
 
+Bool Lies(const T_Item& i_item, SInt32 i_s32Output, const T_Rect& i_rect) {
+  const T_Drawn* const pDrawn = i_item.On(i_s32Output);
+  return pDrawn != nullptr && !Intersect(pDrawn->m_stRect, i_rect).IsEmpty();
+}
+
 void ForgetOn(T_Item& io_item, SInt32 i_s32Output) {
   std::erase_if(io_item.m_vecDrawn,
                 [=](const T_Drawn& i_drawn) { return i_drawn.m_s32Output == i_s32Output; });
@@ -140,10 +145,31 @@ void CPainter::Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn) {
 void CPainter::LayOnce(const std::vector<T_Drawn>& i_vecDrawn, UInt32 i_u32Opacity) {
   for (const T_Drawn& drawn : i_vecDrawn) {
     CLayer& layer = m_pLayers->at(drawn.m_s32Output);
-    LayPicture(*drawn.m_pPicture, drawn.m_stRect, i_u32Opacity, layer.Canvas(), drawn.m_stRect);
-    PaintItems(m_pItems->begin(), drawn.m_s32Output, layer.Canvas(), drawn.m_stRect, nullptr);
+    const T_Canvas canvas = layer.Canvas();
+    Compose(canvas, drawn.m_stRect, [&](const T_Canvas& i_band, const T_Rect& i_rect) {
+      if (i_band.m_pPixels != canvas.m_pPixels) CopyRect(canvas, i_band, i_rect);
+      LayPicture(*drawn.m_pPicture, drawn.m_stRect, i_u32Opacity, i_band, i_rect);
+      return PaintItems(m_pItems->begin(), drawn.m_s32Output, i_band, i_rect, nullptr);
+    });
     layer.Refresh(drawn.m_stRect);
   }
+}
+
+// i_paint is given all rows of i_rect, some at a time, somewhere that is quick to read and write,
+// and they go to the canvas once, in their order. Whether it always returned true.
+template <class T>
+Bool CPainter::Compose(const T_Canvas& i_canvas, const T_Rect& i_rect, const T& i_paint) {
+  const UInt32 u32Rows = kBandPixels / i_canvas.m_u32W;
+  if (u32Rows == 0) return i_paint(i_canvas, i_rect);
+  Bool bAll = true;
+  for (UInt32 row = 0; row < i_rect.m_u32H; row += u32Rows) {
+    const T_Rect rows{i_rect.m_u32X, i_rect.m_u32Y + row, i_rect.m_u32W,
+                      std::min(u32Rows, i_rect.m_u32H - row)};
+    const T_Canvas band{m_vecBand.data(), i_canvas.m_u32W, i_canvas.m_u32H, rows.m_u32Y};
+    if (!i_paint(band, rows)) bAll = false;
+    CopyRect(band, i_canvas, rows);
+  }
+  return bAll;
 }
 
 void CPainter::SetBackground(SInt32 i_s32Output, std::shared_ptr<const CPicture> i_pPicture) {
@@ -193,8 +219,17 @@ Bool CPainter::Repaint(SInt32 i_s32Output, const T_Canvas& i_canvas, const T_Rec
     item = above;
     bBackground = false;
   }
-  if (bBackground) PaintBackground(i_s32Output, i_canvas, i_rect);
-  return PaintItems(item, i_s32Output, i_canvas, i_rect, i_pJudged);
+  const auto lies = [&](const T_Item& i_item) { return Lies(i_item, i_s32Output, i_rect); };
+  if (bBackground && std::none_of(item, m_pItems->end(), lies)) {
+    PaintBackground(i_s32Output, i_canvas, i_rect);
+    return true;
+  }
+  if (!bBackground && std::none_of(std::next(item), m_pItems->end(), lies))
+    return PaintItems(item, i_s32Output, i_canvas, i_rect, i_pJudged);
+  return Compose(i_canvas, i_rect, [&](const T_Canvas& i_band, const T_Rect& i_rows) {
+    if (bBackground) PaintBackground(i_s32Output, i_band, i_rows);
+    return PaintItems(item, i_s32Output, i_band, i_rows, i_pJudged);
+  });
 }
 
 Bool CPainter::PaintText(const T_Item& i_item, const T_Canvas& i_canvas, const T_Rect& i_rect) {
@@ -206,8 +241,8 @@ Bool CPainter::PaintItems(T_ItemList::iterator i_from, SInt32 i_s32Output, const
                           const T_Rect& i_rect, const T_Item* i_pJudged) {
   Bool bDrawn = true;
   for (auto item = i_from; item != m_pItems->end(); ++item) {
+    if (!Lies(*item, i_s32Output, i_rect)) continue;
     const T_Drawn* const pDrawn = item->On(i_s32Output);
-    if (pDrawn == nullptr || Intersect(pDrawn->m_stRect, i_rect).IsEmpty()) continue;
     if (pDrawn->m_pPicture != nullptr)
       LayPicture(*pDrawn->m_pPicture, pDrawn->m_stRect, item->Shown().m_stRecord.m_u16Opacity,
                  i_canvas, i_rect);

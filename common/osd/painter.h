@@ -4,7 +4,8 @@
 // cleared, whatever else was there. Everything else goes by damage: what changes on a layer is
 // noted as one rectangle, and Restore paints that anew and refreshes it: first the background (a
 // picture of the canvas's size, or nothing), then every item that lies there, in the list's order.
-// A canvas is never read to find out what lies beneath.
+// A canvas is never read to find out what lies beneath, but by LayOnce; its memory may be slow to
+// read, so what lies in layers is composed elsewhere and written once.
 //
 // Owned by the renderer and used under its mutexes.
 #pragma once
@@ -72,6 +73,8 @@ class CPainter {
   Bool RestoreAll(const T_Item* i_pJudged);
   Bool Repaint(SInt32 i_s32Output, const T_Canvas& i_canvas, const T_Rect& i_rect,
                const T_Item* i_pJudged);
+  template <class T>
+  Bool Compose(const T_Canvas& i_canvas, const T_Rect& i_rect, const T& i_paint);
   Bool PaintItems(T_ItemList::iterator i_from, SInt32 i_s32Output, const T_Canvas& i_canvas,
                   const T_Rect& i_rect, const T_Item* i_pJudged);
   Bool PaintText(const T_Item& i_item, const T_Canvas& i_canvas, const T_Rect& i_rect);
@@ -80,6 +83,9 @@ class CPainter {
   T_LayerMap* const m_pLayers;
   T_ItemList* const m_pItems;
   CTextDrawer m_objDrawer;
+  // Rows of a canvas that are being composed; fits a processor's cache.
+  static constexpr UInt32 kBandPixels = 32768;
+  std::vector<UInt32> m_vecBand = std::vector<UInt32>(kBandPixels);
   std::map<SInt32, T_Rect> m_mapDamage;
   std::map<SInt32, std::shared_ptr<const CPicture>> m_mapBackgrounds;
 };
