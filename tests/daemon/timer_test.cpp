@@ -137,6 +137,7 @@ TEST_F(Timer, RequestsFromInsideAnExpiryNeitherRecurseNorFreeWhatIsFiring) {
     Add(0, 2, 0);  // its scan must skip the firing timer
     Cancel(1, 1);  // cancels the timer that is firing
     Cancel(1, 3);  // and the one that the outer scan would come to next
+    Scan();
   };
   Add(1, 3, 100000);
   Add(1, 1, 0);

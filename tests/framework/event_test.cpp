@@ -73,14 +73,22 @@ class CWatchedEnd : public CEventContext {
 
 class EventLoop : public testing::Test {
  protected:
+  static long OpenDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  }
   static void SetUpTestSuite() {
     if (g_pEventThread != nullptr) return;  // the tests may be repeated
     CThread::Initialize(0x180000);
     select_startevents();
     g_pEventThread = new CEventThread;
     g_pEventThread->Start();
+    s_before = OpenDescriptors();
   }
-  void TearDown() override { CWatchedEnd::s_log.clear(); }
+  void TearDown() override {
+    CWatchedEnd::s_log.clear();
+    while (OpenDescriptors() > s_before) std::this_thread::yield();  // closed by the event thread
+  }
+  static inline long s_before = 0;
 };
 
 TEST_F(EventLoop, DeliversOnceUntilAskedAgainEvenByANewOwner) {
@@ -96,37 +104,40 @@ TEST_F(EventLoop, DeliversOnceUntilAskedAgainEvenByANewOwner) {
 }
 
 TEST_F(EventLoop, ReadsComeFirstAndRemovalsInARoundLoseNothingElse) {
-  CWatchedEnd objFirst('a', 200), objLow('b', 230), objBoth('c', 220), objGone('d', 240);
+  CWatchedEnd objFirst('a', 200), objLow('b', 217), objBoth('c', 220), objGone('d', 240),
+      objAgain('e', 215);
   std::unique_lock beforeRound(objFirst.m_gate), inRound(objBoth.m_gate);
   objFirst.ArmAndAwait();
+  objLow.RequestEvent(EV_RE);
   for (int i = 0; i < 70000; ++i) objLow.RequestEvent(EV_WR);  // more than the wake-up pipe takes
-  for (CWatchedEnd* pEnd : {&objBoth, &objGone}) pEnd->RequestEvent(EV_RE | EV_WR);
+  for (CWatchedEnd* pEnd : {&objAgain, &objBoth, &objGone}) pEnd->RequestEvent(EV_RE | EV_WR);
   const SInt32 s32Gone = objGone.m_s32FileDesc;
   beforeRound.unlock();
-  CWatchedEnd::s_delivered.acquire();
+  for (int i = 0; i < 2; ++i) CWatchedEnd::s_delivered.acquire();
   EXPECT_EQ(s_s32Bound, s32Gone + 1);
   objGone.Cleanup();
   EXPECT_GE(fcntl(s32Gone, F_GETFD), 0);  // the event thread closes it
-  objBoth.RequestEvent(EV_RE);            // while its write event is on its way
+  objAgain.RequestEvent(EV_RE);           // while its write event is on its way
   inRound.unlock();
-  for (int i = 0; i < 2; ++i) CWatchedEnd::s_delivered.acquire();
-  objFirst.ArmAndAwait();
-  EXPECT_EQ(CWatchedEnd::s_log, "aRcRcWbWaR");
+  for (int i = 0; i < 3; ++i) CWatchedEnd::s_delivered.acquire();
+  for (int i = 0; i < 2; ++i) objFirst.ArmAndAwait();  // by then the write events would be back
+  EXPECT_EQ(CWatchedEnd::s_log, "aReRcReWbWcWaRaR");
   EXPECT_EQ(s_s32Bound, objLow.m_s32FileDesc + 1);
 }
 
 // The number that it had belongs to somebody else by the time its event would be delivered.
 TEST_F(EventLoop, WhatIsRemovedWhileSelectWaitsIsNotDelivered) {
-  CWatchedEnd objBefore('a', 200), objFirst('b', 210), objGone('c', 220);
+  CWatchedEnd objBefore('a', 200), objFirst('b', 210), objGone('c', 220), objWrites('e', 190);
   std::unique_lock beforeRound(objBefore.m_gate), inRound(objFirst.m_gate);
   objBefore.ArmAndAwait();
   std::unique_lock inSelect(s_selectGate);
   for (CWatchedEnd* pEnd : {&objFirst, &objGone}) pEnd->RequestEvent(EV_RE);
+  objWrites.RequestEvent(EV_WR);
   const UInt32 u32Selects = s_u32Selects;
   beforeRound.unlock();
   while (s_u32Selects == u32Selects) std::this_thread::yield();
   const SInt32 s32Gone = objGone.m_s32FileDesc;
-  objGone.Cleanup();
+  for (CWatchedEnd* pEnd : {&objGone, &objWrites}) pEnd->Cleanup();
   inSelect.unlock();
   CWatchedEnd::s_delivered.acquire();
   CWatchedEnd objQuiet('d', s32Gone, 0);
@@ -135,6 +146,9 @@ TEST_F(EventLoop, WhatIsRemovedWhileSelectWaitsIsNotDelivered) {
   inRound.unlock();
   objBefore.ArmAndAwait();
   EXPECT_EQ(CWatchedEnd::s_log, "aRbRaR");
+  CThread::Sleep(50);  // until nothing but the removal ends select()
+  objQuiet.Cleanup();
+  while (fcntl(s32Gone, F_GETFD) >= 0) std::this_thread::yield();
 }
 
 using EventLoopDeathTest = EventLoop;  // a name that an emulator's run leaves out
@@ -191,16 +205,10 @@ void OpenAndClose(size_t i_worker) {
   }
 }
 
-auto OpenDescriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
-
 TEST_F(EventLoop, SocketsComeAndGoWhileDatagramsArrive) {
-  const auto before = OpenDescriptors();
   std::thread aWorkers[std::size(s_aPorts)];
   for (size_t i = 0; i < std::size(aWorkers); ++i) aWorkers[i] = std::thread(OpenAndClose, i);
   for (std::thread& refWorker : aWorkers) refWorker.join();
-  while (OpenDescriptors() > before) std::this_thread::yield();  // the event thread closes them all
 }
 
 }  // namespace

@@ -167,18 +167,21 @@ TEST(MutexRW, WaitingWriterGoesBeforeNewReadersAndLetsThemAllIn) {
   std::barrier together(2);
   std::vector<std::thread> threads;
   std::optional<CReadLocker> first(&lock), second(&lock);
+  first.reset();
   threads.push_back(StartAndAwaitBlock([&] {
     const CWriteLocker locker(&lock);
     bWritten = true;
   }));
+  EXPECT_FALSE(bWritten);
   for (int i = 0; i < 2; ++i)
     threads.push_back(StartAndAwaitBlock([&] {
       const CReadLocker locker(&lock);
       EXPECT_TRUE(bWritten);
       together.arrive_and_wait();
     }));
-  for (auto* pReader : {&first, &second}) pReader->reset();
+  second.reset();
   for (std::thread& thread : threads) thread.join();
+  std::optional<CWriteLocker> writer(&lock), another(&lock);  // does not wait, deliberately
 }
 
 TEST(Queue, IsFirstInFirstOutAndSurvivesMisplacedCalls) {
@@ -234,19 +237,23 @@ TEST(Heap, ExtractsByKeyAndEqualKeysInOrderOfInsertion) {
 }
 
 TEST(RefTable, UnRegisterAndSwapWaitForTheLastRelease) {
-  char aBytes[] = {10, 50, 20};
+  char aBytes[] = {10, 50, 20, 30, 40};
   CPLString key(aBytes, 2), longer(aBytes, 3);
   EXPECT_EQ(CRefTableUtils::HashString(&key), CRefTableUtils::HashString(&longer));
-  CRefTable table;
+  CRefTable table(1);  // all in one chain
+  CPLString keys[] = {{aBytes + 3, 1}, {aBytes + 4, 1}};
+  CRef older(keys[0], nullptr), newer(keys[1], nullptr);
+  EXPECT_EQ(table.Register(&older), OS_NoErr);
   for (int round = 0; round < 200; ++round) {
     auto pRef = std::make_unique<CRef>(key, nullptr);
     CRef heir(key, nullptr);
     std::atomic<Bool> bUsed{true};
-    EXPECT_EQ(table.Register(pRef.get()), OS_NoErr);
+    for (CRef* pNew : {pRef.get(), &newer}) EXPECT_EQ(table.Register(pNew), OS_NoErr);
     EXPECT_EQ(table.Register(&heir), EPERM);
     CRef* const pHeld = pRef.get();
     EXPECT_EQ(table.Resolve(&longer), nullptr);
-    for (int user = 0; user < 2; ++user) EXPECT_EQ(table.Resolve(&key), pHeld);
+    EXPECT_EQ(table.Resolve(&key), pHeld);
+    EXPECT_EQ(table.RegisterOrResolve(&heir), pHeld);
     std::thread owner([&] {
       round % 2 == 0 ? table.UnRegister(pRef.get()) : table.Swap(&heir);
       EXPECT_FALSE(bUsed);
@@ -259,6 +266,11 @@ TEST(RefTable, UnRegisterAndSwapWaitForTheLastRelease) {
     table.Release(pHeld);
     owner.join();
     table.UnRegister(&heir);
+    EXPECT_EQ(table.Resolve(&key), nullptr);
+    EXPECT_EQ(table.Resolve(&keys[0]), &older);
+    EXPECT_EQ(table.Resolve(&keys[1]), &newer);
+    table.UnRegister(&newer, 1);
+    for (CRef* pUsed : {&older, &newer}) table.Release(pUsed);
   }
 }
 

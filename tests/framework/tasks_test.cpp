@@ -82,7 +82,7 @@ TEST(Tasks, GoRoundTheThreadsFromTheSecondOnUnlessPinned) {
   }
   EXPECT_EQ(tasks[4].m_tid, tasks[0].m_tid);
   for (T_Scripted& task : pinned) task.m_pDefaultThread = tasks[0].m_pRanOn;
-  for (size_t turn = 0; turn < 7; ++turn) {  // one that runs there tells that the other one sleeps
+  for (size_t turn = 0; turn < 9; ++turn) {  // one that runs there tells that the other one sleeps
     T_Scripted& task = pinned[turn % 2];
     if (turn == 6) task.m_pUseThisThread = tasks[1].m_pRanOn;
     task.Signal(CTask::kStartEvent);
@@ -93,7 +93,8 @@ TEST(Tasks, GoRoundTheThreadsFromTheSecondOnUnlessPinned) {
 
 TEST(Tasks, AreKeptOutByAWriteLockedRunButNotByTheNext) {
   std::counting_semaphore<> go{0};
-  const auto holdOn = [&](auto*, auto) {
+  const auto holdOn = [&](T_Scripted* i_pTask, auto) {
+    i_pTask->m_bWriteLock = true;  // of the run that it was set for; not kept for the next
     go.acquire();
     return 0;
   };
@@ -132,6 +133,18 @@ TEST(Tasks, AreDeletedWhenKilledDuringTheirLastRunAndTakeNoSignalThen) {
     pTask->Signal(CTask::kStartEvent);
   }
   EXPECT_EQ(T_Mortal::s_late, CTask::EventFlags{0});
+}
+
+TEST(Tasks, ThatAreAlwaysDueAgainDoNotKeepTheirThread) {
+  std::deque<T_Scripted> tasks;
+  for (int i = 0; i < 2; ++i)
+    tasks.emplace_back([](auto*, auto) {
+      CThread::Sleep(3);  // the other one's time comes meanwhile
+      return 1;
+    });
+  const T_Threads threads(1);
+  for (T_Scripted& task : tasks) task.Signal(CTask::kStartEvent);
+  for (T_Scripted& task : tasks) task.m_ran.acquire();
 }
 
 TEST(Tasks, KeepTheFlagsThatArriveWhileOthersAreTaken) {
