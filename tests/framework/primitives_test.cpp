@@ -168,10 +168,11 @@ TEST(MutexRW, WaitingWriterGoesBeforeNewReadersAndLetsThemAllIn) {
   std::vector<std::thread> threads;
   std::optional<CReadLocker> first(&lock), second(&lock);
   first.reset();
-  threads.push_back(StartAndAwaitBlock([&] {
-    const CWriteLocker locker(&lock);
-    bWritten = true;
-  }));
+  for (int i = 0; i < 2; ++i)
+    threads.push_back(StartAndAwaitBlock([&] {
+      const CWriteLocker locker(&lock);
+      bWritten = true;
+    }));
   EXPECT_FALSE(bWritten);
   for (int i = 0; i < 2; ++i)
     threads.push_back(StartAndAwaitBlock([&] {
@@ -181,7 +182,26 @@ TEST(MutexRW, WaitingWriterGoesBeforeNewReadersAndLetsThemAllIn) {
     }));
   second.reset();
   for (std::thread& thread : threads) thread.join();
-  std::optional<CWriteLocker> writer(&lock), another(&lock);  // does not wait, deliberately
+}
+
+TEST(MutexRW, AWriterWaitsForNoWriterAndAWokenReaderLooksAgain) {
+  CMutexRW lock;
+  Bool bWriting = false;
+  std::optional<CWriteLocker> writer(&lock), another(&lock);
+  another.reset();
+  writer.reset();
+  writer.emplace(&lock);
+  std::thread reader = StartAndAwaitBlock([&] {
+    const CReadLocker locker(&lock);
+    EXPECT_FALSE(bWriting);
+  });
+  writer.reset();  // wakes the reader, which seldom is as quick as this
+  writer.emplace(&lock);
+  bWriting = true;
+  CThread::Sleep(20);
+  bWriting = false;
+  writer.reset();
+  reader.join();
 }
 
 TEST(Queue, IsFirstInFirstOutAndSurvivesMisplacedCalls) {
@@ -202,10 +222,12 @@ TEST(Queue, IsFirstInFirstOutAndSurvivesMisplacedCalls) {
 struct T_Taker : CThread {
   void Entry() override {
     EXPECT_EQ(GetCurrent(), this);
-    while (m_queue.DeQueueBlocking(this, 0) != nullptr || !IsStopRequested()) ++m_u32Turns;
+    while (m_queue.DeQueueBlocking(this, 0) != nullptr || !IsStopRequested())
+      m_taken = ++m_u32Turns;
   }
   CQueueBlocking m_queue;
   UInt32 m_u32Turns = 0;  // plain on purpose: only the join orders it
+  std::atomic<UInt32> m_taken{0};
 };
 
 TEST(QueueBlocking, UnlimitedWaitEndsForEveryElementAndEveryStop) {
@@ -215,7 +237,7 @@ TEST(QueueBlocking, UnlimitedWaitEndsForEveryElementAndEveryStop) {
     T_Taker taker;
     taker.Start();
     taker.m_queue.EnQueue(&a);
-    for (int i = 0; i < round % 8; ++i) sched_yield();
+    while (round % 2 != 0 && taker.m_taken == 0) sched_yield();
     taker.m_queue.EnQueue(&b);
     taker.RequestStop();
     taker.m_queue.WakeWaiters();

@@ -9,6 +9,7 @@
 
 #include "framework/clock.h"
 #include "framework/ev.h"
+#include "framework/ref.h"
 #include "framework/taskpool.h"
 #include "framework/timeouttask.h"
 
@@ -149,6 +150,7 @@ TEST(Tasks, ThatAreAlwaysDueAgainDoNotKeepTheirThread) {
 
 TEST(Tasks, KeepTheFlagsThatArriveWhileOthersAreTaken) {
   T_Scripted task;
+  const T_Threads none(0);
   std::atomic<UInt32> taken{0};
   std::thread signaller([&] {
     for (UInt32 sent = 0; sent < 1000; task.Signal(CTask::kReadEvent), ++sent)
@@ -158,7 +160,7 @@ TEST(Tasks, KeepTheFlagsThatArriveWhileOthersAreTaken) {
   signaller.join();
 }
 
-// One task signals itself, one wakes every millisecond, all are signalled from outside while the
+// One task signals itself, one wakes every millisecond, one in an hour, all are signalled from outside while the
 // threads go away, and all are destroyed afterwards.
 TEST(Tasks, NoSignalReachesAThreadThatIsBeingRemoved) {
   for (UInt32 u32Round = 0; u32Round < 100; ++u32Round) {
@@ -168,7 +170,7 @@ TEST(Tasks, NoSignalReachesAThreadThatIsBeingRemoved) {
       tasks.emplace_back([&, i](T_Scripted* i_pTask, auto) {
         ++runs;
         if (i == 0) i_pTask->Signal(CTask::kWriteEvent);
-        return i == 1 ? 1 : 0;
+        return i == 1 ? 1 : i == 2 ? 3600000 : 0;
       });
     CTaskThreadPool::AddThreads(4);
     const auto signalAll = [&] {
@@ -242,6 +244,9 @@ TEST(Misuse, AbortsWithItsLine) {
   CTaskThreadPool::AddThreads(0);
   EXPECT_DEATH(CTaskThreadPool::AddThreads(1), HasSubstr("task:349: "));
   CTaskThreadPool::RemoveThreads();
+  char cKey = 'k';
+  CRef ref(CPLString(&cKey, 1), nullptr);  // nobody uses it
+  EXPECT_DEATH(CRefTable().Release(&ref), HasSubstr("ref:154: "));
   eventreq stReq{1, 1024, 7, 0, 0, 0, EV_RE};  // a descriptor beyond the sets
   EXPECT_DEATH(select_modwatch(&stReq, EV_RE),
                HasSubstr("ev:179: SInt32 select_modwatch(eventreq*, SInt32)"));

@@ -64,6 +64,13 @@ TEST_F(Layers, ASecondInitRebuildsTheLayerAtTheNewSize) {
   EXPECT_TRUE(Shows({}, '5', 64, 32));
 }
 
+TEST_F(Layers, StoppingGivesThemBackAndLeavesNobodyRoom) {
+  EXPECT_EQ(Init(), 1u);
+  m_osd->Stop();
+  ExpectHeld(0);
+  EXPECT_FALSE(m_osd->HasRoomFor(nullptr));
+}
+
 TEST_F(Layers, TheTickRunsWhileThereIsALayerAndRefusalsAreTriedAgain) {
   // A tick that is under way meanwhile is waited for by nobody, and waits for nobody.
   g_onSent = [this] { std::jthread([this] { Tick(1); }); };
