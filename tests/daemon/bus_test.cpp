@@ -60,15 +60,13 @@ TEST(Bus, SynchronousMessagesReachTheirModulesOnTheCallersThread) {
 
 TEST(Bus, FullInboxesRefuseWithTheModulesOwnLine) {
   CLogCapture log;
-  T_ModuleMsg msg = Message(kAsyncMsg, kModuleTimer, 0x10);
-  for (UInt32 i = 0; i < 57; ++i) ASSERT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
-  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+  for (const auto& [u32Dst, line] : {std::pair(3, "CTimer"), std::pair(4, "COsdHifb")}) {
+    const T_ModuleMsg msg = Message(kAsyncMsg, static_cast<UInt32>(u32Dst), 0x10);
+    for (UInt32 i = 0; i < 57; ++i) ASSERT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
+    EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
+    EXPECT_TRUE(log.Has("ERROR " + std::string(line) + " pushmsg fail"));
+  }
   EXPECT_TRUE(log.Has("ERROR buf<57> overflow, msg<src:9,dst:3,msgtype:0x10> discard"));
-  EXPECT_TRUE(log.Has("ERROR CTimer pushmsg fail"));
-  msg.m_u32Dst = kModuleOsd;
-  for (UInt32 i = 0; i < 57; ++i) ASSERT_EQ(SendSyncAndAsyncMsg(&msg, 0), 1u);
-  EXPECT_EQ(SendSyncAndAsyncMsg(&msg, 0), 0u);
-  EXPECT_TRUE(log.Has("ERROR COsdHifb pushmsg fail"));
 }
 
 // Only that ends it when who has the bus waits for who wants it.
