@@ -19,6 +19,7 @@ void Supervise(SInt32 i_s32Fate) {
   std::fflush(stdout);
   dup2(STDERR_FILENO, STDOUT_FILENO);
   std::printf("before\n");
+  std::signal(SIGCHLD, SIG_IGN);  // as a launcher may hand it down
   if (CreateWatchdog("watched") != 0) std::exit(255);
   const SInt64 s64Now = CTime::Milliseconds();
   if (*pFirstEnd != 0) std::exit(s64Now < *pFirstEnd + 1000 ? 255 : 0);
