@@ -86,7 +86,7 @@ struct T_MsgMppBatchShow : T_MsgBody {
   static constexpr Bool kKeptWhenRefused = true;
 
   UInt16 m_u16Vout = 0;
-  UInt8 m_u8Num = 0;  // as received, also when refused
+  UInt8 m_u8Num = 0;  // as received, also above kMaxEntries
   T_BatchEntry m_aEntry[kMaxEntries];
 
   // The number fits the record and the header's body length fits the number.
@@ -146,7 +146,7 @@ struct T_MsgMppSetAudioFmt : T_MsgBody {
   UInt16 m_u16SoundInfo0 = 0;
   UInt16 m_u16SoundInfo1 = 0;
   UInt16 m_u16SoundInfo2 = 0;
-  UInt32 m_u32SoundInfo3 = 0;  // not traced
+  UInt32 m_u32SoundInfo3 = 0;
 
   template <class V, class M>
   static constexpr auto Fields(V&& v, M& m) {

@@ -7,14 +7,14 @@
 #include "protocol/element.h"
 #include "protocol/header.h"
 
-// OsdInit: the screen area of an output, px.
+// OsdInit: the screen area of an output.
 struct T_MsgOsdScreenInfo : T_MsgBody {
   SInt32 m_s32VoDev = 0;
   SInt32 m_s32VideoLayer = 0;
-  SInt32 m_s32X = 0;
-  SInt32 m_s32Y = 0;
-  UInt32 m_u32W = 0;
-  UInt32 m_u32H = 0;
+  SInt32 m_s32X = 0;  // px
+  SInt32 m_s32Y = 0;  // px
+  UInt32 m_u32W = 0;  // px
+  UInt32 m_u32H = 0;  // px
 
   template <class V, class M>
   static constexpr auto Fields(V&& v, M& m) {
@@ -32,11 +32,11 @@ struct T_MsgOsdStringShow : T_MsgBody {
   UInt16 m_u16OsdSeq = 0;
   UInt32 m_u32Flag = 0;  // kMask...
   UInt8 m_u8Align = 0;
-  UInt16 m_u16X = 0;
-  UInt16 m_u16Y = 0;
-  UInt8 m_u8FontSize = 0;
-  UInt32 m_u32TextColour = 0;
-  UInt32 m_u32Background = 0;
+  UInt16 m_u16X = 0;               // 16000ths of the canvas width
+  UInt16 m_u16Y = 0;               // 9000ths of the canvas height
+  UInt8 m_u8FontSize = 0;          // px on a screen 3840 px wide
+  UInt32 m_u32TextColour = 0;      // 0xAARRGGBB
+  UInt32 m_u32Background = 0;      // 0xAARRGGBB
   UInt16 m_u16StrLen = 0;          // bytes of m_pStr; 0 without kMaskText
   std::unique_ptr<char[]> m_pStr;  // not terminated; null without kMaskText
 
@@ -53,11 +53,11 @@ struct T_MsgOsdDispImage : T_MsgBody {
   UInt16 m_u16OsdSeq = 0;
   UInt32 m_u32StrLen = 0;           // bytes of m_pPath
   std::unique_ptr<char[]> m_pPath;  // not terminated; never null when decoded
-  UInt16 m_u16X = 0;
-  UInt16 m_u16Y = 0;
-  UInt16 m_u16Width = 0;
-  UInt16 m_u16Height = 0;
-  UInt16 m_u16Opacity = 0;
+  UInt16 m_u16X = 0;                // 16000ths of the canvas width
+  UInt16 m_u16Y = 0;                // 9000ths of the canvas height
+  UInt16 m_u16Width = 0;            // 16000ths of the canvas width
+  UInt16 m_u16Height = 0;           // 9000ths of the canvas height
+  UInt16 m_u16Opacity = 0;          // 0 to 255
 
   template <class V, class M>
   static constexpr auto Fields(V&& v, M& m) {

@@ -22,7 +22,7 @@ enum MsgId : UInt32 {
 enum CmdErr : UInt32 {
   kCmdSuccess = 0,
   kCmdHeadLen = 1,   // datagram shorter than the header
-  kCmdMagic = 2,     // magic is not kMsgMagic
+  kCmdMagic = 2,     // magic is not 0x55667788
   kCmdVersion = 3,   // version is not 0
   kCmdType = 4,      // type is none of "CMD", "EVT", "RES"
   kCmdSequence = 5,  // repeats the peer's last sequence number
