@@ -173,13 +173,14 @@ def _unpack(fields, reader, param_len):
 
 class Message:
     """What all messages have: fields that are given by name and 0 or empty by default, and the
-    header's seq and type."""
+    header's seq and type (msg_type)."""
 
     id = required = None
     fields = ()
 
-    def __init__(self, seq=0, type=None, **values):
-        self.seq, self.type = seq, type or (b"RES" if self.id <= ERR_RES_MSG_PARAM_LEN.id else b"CMD")
+    def __init__(self, seq=0, msg_type=None, **values):
+        self.seq = seq
+        self.msg_type = msg_type or (b"RES" if self.id <= ERR_RES_MSG_PARAM_LEN.id else b"CMD")
         self.__dict__.update({name: _default(kind, width) for name, kind, width, _ in self.fields})
         unknown = values.keys() - self.__dict__.keys()
         if unknown:
@@ -199,7 +200,7 @@ class Message:
         body = _pack(self.fields, self.__dict__)
         if HEADER_SIZE + len(body) > MAX_DATAGRAM or getattr(self, "num", 0) > MAX_ENTRIES:
             raise Error(8)
-        return struct.pack(">IB3s", MAGIC, 0, self.type) + \
+        return struct.pack(">IB3s", MAGIC, 0, self.msg_type) + \
             struct.pack("<IIH", self.seq, self.id, len(body)) + body
 
 
@@ -402,7 +403,7 @@ class Peer:
     @staticmethod
     def _judge(reply, request, first):
         """The key of RESULTS, 0 for an ACK; None for what is not about the request."""
-        if reply.type != b"RES" or reply.id == ProcessSuccess.id or reply.id > ERR_RES_MSG_PARAM_LEN.id:
+        if reply.msg_type != b"RES" or reply.id == ProcessSuccess.id or reply.id > ERR_RES_MSG_PARAM_LEN.id:
             return None
         seq, id = getattr(reply, "msg_seq", first), getattr(reply, "msg_id", request.id)
         if (seq - first & 0xFFFFFFFF) > (request.seq - first & 0xFFFFFFFF) or id != request.id:

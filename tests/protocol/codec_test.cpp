@@ -1,33 +1,4 @@
-#include <random>
-#include <tuple>
-
 #include "tests/protocol/parsed.h"
-
-namespace {
-
-constexpr size_t kBodySize = 300;
-
-// A random datagram that decodes: what other fields depend on is set to fit.
-Bytes RandomDatagram(const T_CatalogueRow& i_row, std::mt19937& io_random) {
-  constexpr UInt8 kEntries = 9;
-  constexpr UInt16 kBatchSize = 3 + 10 * kEntries;
-  const std::tuple<UInt32, size_t, UInt8> kSet[] = {
-      {kMsgOsdStringShow, 4, 0x10}, {kMsgOsdStringShow, 23, 0},   {kMsgOsdGuideShow, 4, 99},
-      {kMsgOsdGuideShow, 5, 0},     {kMsgOsdGuideShow, 6, 0},     {kMsgOsdGuideShow, 7, 0},
-      {kMsgOsdDispImage, 5, 0},     {kMsgOsdDispImage, 6, 0},     {kMsgOsdDispImage, 7, 0},
-      {kMsgMppDispStatusChg, 3, 2}, {kMsgMppDispStatusChg, 5, 0}, {kMsgMppBatchShow, 2, kEntries}};
-  Bytes datagram = Datagram(7, i_row.m_u32Id, Bytes(kBodySize));
-  for (size_t at = kMsgHeaderSize; at < datagram.size(); ++at)
-    datagram[at] = static_cast<UInt8>(io_random());
-  for (const auto& [u32Id, at, u8Value] : kSet)
-    if (u32Id == i_row.m_u32Id) datagram[kMsgHeaderSize + at] = u8Value;
-  const Bool bAny = i_row.m_u32RequiredLen == kAnyLength;
-  datagram[16] = static_cast<UInt8>(bAny ? kBatchSize : i_row.m_u32RequiredLen);
-  datagram[17] = 0;
-  return datagram;
-}
-
-}  // namespace
 
 TEST(Codec, WhatIsReceivedIsSentAgainWithZerosForAbsentBytes) {
   std::mt19937 random(20261121);
