@@ -145,7 +145,7 @@ local VALUES = {
 local HEX = {ain = true, background = true, flag = true, magic = true, msg_err_code = true, msg_id = true,
   osd_out = true, osd_seq = true, text_colour = true, vin = true, vin_seq = true, vout_seq = true}
 
--- Fields and warnings ---------------------------------------------------------------------------
+-- Fields and warnings.
 
 local header = {
   magic = ProtoField.uint32("osd.magic", "magic", base.HEX),
@@ -212,7 +212,7 @@ new_expert("restarted", "The daemon's numbers start anew: it has restarted", exp
 for _, field in pairs(fields) do table.insert(osd.fields, field) end
 for _, warning in pairs(experts) do table.insert(osd.experts, warning) end
 
--- The conversation, as it is seen when the frames are read for the first time -----------------------
+-- The conversation, as it is seen when the frames are read for the first time.
 
 local last_seq, pending, facts, daemon_seq
 
@@ -264,7 +264,9 @@ local function learn_from_daemon(pinfo, head, values)
   facts[request.frame].response = pinfo.number
 end
 
--- Bodies ------------------------------------------------------------------------------------------
+-- Bodies; without operators on bits, which Lua 5.2 lacks.
+
+local function has_bit(value, bit) return math.floor(value / bit) % 2 == 1 end
 
 -- A datagram and how far it has been read. Nothing of it is touched that was not captured.
 local function take(reader, count)
@@ -282,7 +284,7 @@ local function add_int(reader, tree, word, values)
   local item = tree:add(word.field, range, value)
   if word.note then item:append_text(" (" .. word.note .. ")") end
   if word.name:find("vin") or word.name == "ain" then
-    item:append_text(string.format(" (%#x-%#x)", value // 256, value % 256))
+    item:append_text(string.format(" (%#x-%#x)", math.floor(value / 256), value % 256))
   end
   if word.name == "flag" then
     for _, bit in ipairs({1, 2, 4, 8, 16, 32}) do item:add(flags[bit], range, value) end
@@ -334,18 +336,18 @@ function add_body(reader, tree, words, values, param_len)
       add_entries(reader, tree, values, param_len)
     elseif word.kind == "e" then
       if values.edid_presence == 2 then add_counted(reader, tree, word, values) end
-    elseif not word.bit or values.flag & word.bit ~= 0 then
+    elseif not word.bit or has_bit(values.flag, word.bit) then
       add_counted(reader, tree, word, values)
     end
   end
 end
 
--- What is acknowledged and does not do what it seems to: the warning and its words ------------------
+-- What is acknowledged and does not do what it seems to: the warning and its words.
 
-local function is_transparent(colour) return colour >> 24 == 0 end
+local function is_transparent(colour) return colour < 2 ^ 24 end
 
 local function text_surprise(v)
-  local has = function(bit) return v.flag & bit ~= 0 end
+  local has = function(bit) return has_bit(v.flag, bit) end
   if has(1) and v.align > 8 then return "not_shown", "Position code " .. v.align .. " is not drawn" end
   if has(16) and v.str == "" then return "not_shown", "The text is empty" end
   if has(16) and has(2) and v.font_size > 0 and not has(4) then
@@ -360,7 +362,7 @@ end
 
 -- Hides reach the classes 1, 3 and 4, deletes 5, too; everything goes with 0xffff.
 local function class_surprise(v, last)
-  local class = v.osd_seq >> 8
+  local class = math.floor(v.osd_seq / 256)
   if v.osd_seq == 0xffff or class == 1 or class >= 3 and class <= last then return end
   return "no_effect", "Elements of class " .. class .. " stay"
 end
@@ -378,7 +380,7 @@ local SURPRISES = {
   end,
 }
 
--- The dissector -------------------------------------------------------------------------------------
+-- The dissector.
 
 local function add_header(tvb, tree)
   local head = {magic = tvb(0, 4):uint(), version = tvb(4, 1):uint(), type = tvb(5, 3):bytes():raw(),
@@ -386,9 +388,9 @@ local function add_header(tvb, tree)
   tree:add(header.magic, tvb(0, 4))
   tree:add(header.version, tvb(4, 1))
   tree:add(header.type, tvb(5, 3), tvb(5, 3):string(ENC_ISO_8859_1))
-  for name, place in pairs({seq = tvb(8, 4), id = tvb(12, 4), param_len = tvb(16, 2)}) do
-    tree:add_le(header[name], place)
-  end
+  tree:add_le(header.seq, tvb(8, 4))
+  tree:add_le(header.id, tvb(12, 4))
+  tree:add_le(header.param_len, tvb(16, 2))
   return head
 end
 
@@ -403,8 +405,9 @@ local function check_header(head)
 end
 
 local function warn(tree, pinfo, name, words)
+  if not words then return tree:add_proto_expert_info(experts[name]) end
   tree:add_proto_expert_info(experts[name], words)
-  if words then pinfo.cols.info:append(" [" .. words .. "]") end
+  pinfo.cols.info:append(" [" .. words .. "]")
 end
 
 local function add_links(tree, fact)

@@ -76,6 +76,15 @@ std::string Hex(const Bytes& i_bytes) {
   return strHex;
 }
 
+// A script with a line for each case on its standard input, and room for more.
+FILE* StartWithCases(const std::string& i_strScript) {
+  FILE* pScript = ::popen(("python3 " OSD_SCRIPTS "/" + i_strScript).c_str(), "w");
+  for (const T_Case& expected : AllCases())
+    std::fprintf(pScript, "%s %u %s %d\n", Hex(expected.m_datagram).c_str(), expected.m_u32Result,
+                 Hex(expected.m_again).c_str(), expected.m_bTextCut);
+  return pScript;
+}
+
 }  // namespace
 
 TEST(Clients, CReadsAndWritesWhatTheDaemonDoes) {
@@ -95,16 +104,17 @@ TEST(Clients, CReadsAndWritesWhatTheDaemonDoes) {
 }
 
 TEST(Clients, PythonReadsAndWritesWhatTheDaemonDoes) {
-  FILE* pPython = ::popen("python3 " OSD_PYTHON_CASES, "w");
-  for (const T_Case& expected : AllCases())
-    std::fprintf(pPython, "%s %u %s %d\n", Hex(expected.m_datagram).c_str(), expected.m_u32Result,
-                 Hex(expected.m_again).c_str(), expected.m_bTextCut);
+  FILE* pPython = StartWithCases("cases.py");
   for (UInt16 port = 9630; port < 9652; ++port) {
     const T_Peer* pPeer = FindPeer(port);
     std::fprintf(pPython, "%u %u %d %u\n", port, kDaemonPort, pPeer && pPeer->HasSlot(),
                  pPeer ? pPeer->m_u32AlwaysAccepted : 0);
   }
   EXPECT_EQ(::pclose(pPython), 0);
+}
+
+TEST(Clients, TheDissectorShowsWhatTheDaemonSees) {
+  EXPECT_EQ(::pclose(StartWithCases("dissector.py")), 0);
 }
 
 TEST(Clients, CFollowsTheSequenceRuleOfEachPort) {
