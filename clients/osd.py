@@ -306,16 +306,17 @@ class Peer:
     tells when nobody listens. Used by one thread at a time. OSError when the port cannot be had,
     ValueError when the daemon does not hear it.
 
-    fresh is set when this daemon answers for the first time: at the start and after its restart. It
-    has no layers and no elements then. The caller clears it, initialises and shows everything. other
-    gets every message that is no answer, such as a hide that the daemon forwards.
+    generation counts the daemons that were heard: 1 with the first answer, more after each restart. A
+    new one has no layers and no elements: the caller initialises and shows everything when it differs
+    from what it was the last time. other gets every message that is no answer, such as a hide that
+    the daemon forwards.
     """
 
     def __init__(self, port, timeout=1.0, attempts=3, other=lambda message: None):
         peer = PEERS.get(port)
         if not peer or not peer.heard:
             raise ValueError(RESULTS[9])
-        self.timeout, self.attempts, self.other, self.fresh = timeout, attempts, other, False
+        self.timeout, self.attempts, self.other, self.generation = timeout, attempts, other, 0
         self._always = self._next = self._noted = peer.always
         self._daemon_seq = None  # the last number that it sent; none before it is heard
         self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
@@ -350,10 +351,10 @@ class Peer:
 
     def probe(self):
         """Finds out whether the daemon is still the one that acknowledged the last request, which its
-        own numbers may hide when it has answered many others since: sets fresh if it is not. The last
-        number is repeated in a request that changes nothing; who noted it refuses it. Where that
-        cannot be told (the last request was not acknowledged, or had the number that is accepted at
-        any time) this is an ordinary request. Raises as ask."""
+        own numbers may hide when it has answered many others since: counts generation up if it is
+        not. The last number is repeated in a request that changes nothing; who noted it refuses it.
+        Where that cannot be told (the last request was not acknowledged, or had the number that is
+        accepted at any time) this is an ordinary request. Raises as ask."""
         request = OsdTouchCalibration(calibration_mode=2)  # no mode
         if self._noted == self._always or self._noted + 1 & 0xFFFFFFFF != self._next:
             self.ask(request)
@@ -361,7 +362,7 @@ class Peer:
         request.seq = self._noted
         try:
             self._ask_once(request, self._noted)
-            self.fresh = True
+            self.generation += 1
         except Refused as refusal:
             if refusal.result != 5:
                 raise
@@ -396,7 +397,7 @@ class Peer:
             return False
         # The daemon numbers all that it sends from 0 on: a number that does not rise is a new one's.
         if self._daemon_seq is None or not 0 < (message.seq - self._daemon_seq & 0xFFFFFFFF) < 1 << 31:
-            self.fresh = True
+            self.generation += 1
         self._daemon_seq = message.seq
         return message
 

@@ -1042,9 +1042,10 @@ struct osd_client {
   uint32_t timeout_ms; /* for each attempt; 1000 */
   int attempts;        /* 3 */
 
-  /* Set when this daemon answers for the first time: at the start and after its restart. It has no
-   * layers and no elements then. The caller clears it, initialises and shows everything. */
-  int fresh;
+  /* Counts the daemons that were heard: 1 with the first answer, more after each restart. A new one
+   * has no layers and no elements: the caller initialises and shows everything when this differs
+   * from what it was the last time. */
+  uint32_t generation;
 
   const osd_peer_row *peer;
   uint32_t next_seq;
@@ -1069,7 +1070,7 @@ static inline osd_result osd_start(osd_client *client, uint16_t port) {
 
 /* The daemon numbers all that it sends from 0 on: a number that does not rise is a new daemon's. */
 static inline void osd_hear(osd_client *client, uint32_t daemon_seq) {
-  if (!client->heard || (int32_t)(daemon_seq - client->daemon_seq) <= 0) client->fresh = 1;
+  if (!client->heard || (int32_t)(daemon_seq - client->daemon_seq) <= 0) client->generation++;
   client->heard = 1;
   client->daemon_seq = daemon_seq;
 }
@@ -1139,8 +1140,8 @@ static inline osd_result osd_ask(osd_client *client, osd_message *request, osd_m
 }
 
 /* Finds out whether the daemon is still the one that acknowledged the last request, which its own
- * numbers may hide when it has answered many others since: sets fresh if it is not. The last number
- * is repeated in a request that changes nothing; who noted it refuses it. Where that cannot be told
+ * numbers may hide when it has answered many others since: counts generation up if it is not. The
+ * last number is repeated in a request that changes nothing; who noted it refuses it. Where that cannot be told
  * (the last request was not acknowledged, or had the number that is accepted at any time) this is an
  * ordinary request. OSD_DONE when the daemon answers, else as osd_ask. */
 static inline osd_result osd_probe(osd_client *client) {
@@ -1151,7 +1152,7 @@ static inline osd_result osd_probe(osd_client *client) {
     return osd_ask(client, &request, &reply);
   request.header.seq = client->noted;
   result = osd_ask_once(client, &request, client->noted, &reply);
-  if (result == OSD_DONE) client->fresh = 1;
+  if (result == OSD_DONE) client->generation++;
   return result == OSD_BAD_SEQUENCE ? OSD_DONE : result;
 }
 

@@ -110,6 +110,10 @@ TEST(Clients, PythonReadsAndWritesWhatTheDaemonDoes) {
     std::fprintf(pPython, "%u %u %d %u\n", port, kDaemonPort, pPeer && pPeer->HasSlot(),
                  pPeer ? pPeer->m_u32AlwaysAccepted : 0);
   }
+  for (UInt32 size = 0; size < 256; ++size)
+    for (const UInt32 canvas : {320U, 1366U, 3840U})
+      std::fprintf(pPython, "cell %u %u %u\n", size, canvas,
+                   osd_text_width(&osd_dejavu_sans_mono, size, canvas, 1));
   EXPECT_EQ(::pclose(pPython), 0);
 }
 
@@ -183,9 +187,10 @@ class CClient : public testing::Test {
                      UInt32 i_u32Id = kHide) {
     return Datagram(i_u32DaemonSeq, i_u32Reply, Pack(i_u32Seq, i_u32Id, 0), "RES");
   }
-  Bool Fresh() { return std::exchange(m_client.fresh, 0) != 0; }
+  Bool Fresh() { return std::exchange(m_u32Shown, m_client.generation) != m_client.generation; }
 
   osd_client m_client;
+  UInt32 m_u32Shown = 0;
   T_Script m_script;
 };
 

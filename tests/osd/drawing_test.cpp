@@ -3,6 +3,8 @@
 
 #include <filesystem>
 
+#include "clients/osd_client.h"
+#include "common/osd/glyphs.h"
 #include "tests/osd/scene.h"
 
 namespace {
@@ -45,6 +47,15 @@ TEST_F(Drawing, WhatLiesOutsideTheCanvasIsPulledBackOrLeftOut) {
   Send(T_OsdDelete{0x101});
   EXPECT_TRUE(m_log.Has("ERROR font<h=19>,hb<0>,maxH<40>,cancel len<8><too high> to high"));
   EXPECT_TRUE(Shows({}, '0', 320, 40));
+}
+
+TEST_F(Drawing, PeersCanTellTheWidthOfATextBeforehand) {
+  CGlyphs glyphs;
+  for (const UInt32 canvas : {320U, 1366U, 1920U, 7680U})
+    for (UInt32 size = 1; size < 256; ++size)
+      ASSERT_EQ(glyphs.SetFont(size * canvas / 3840)->m_u32W * 64,
+                osd_text_width(&osd_dejavu_sans_mono, size, canvas, 70))
+          << size << " on " << canvas;
 }
 
 TEST_F(Drawing, AFailingRefreshIsMadeUpForByTheNext) {
