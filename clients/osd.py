@@ -324,8 +324,7 @@ class Peer:
             self._socket.bind(("127.0.0.1", port))
             self._socket.connect(("127.0.0.1", DAEMON_PORT))
             self._socket.setblocking(False)
-            while self._receive() is not None:  # was meant for whoever had the port before
-                pass
+            self._drop_waiting()
         except OSError:
             self._socket.close()
             raise
@@ -367,6 +366,14 @@ class Peer:
             if refusal.result != 5:
                 raise
 
+    def _drop_waiting(self):
+        """What was meant for whoever had the port before."""
+        try:
+            while True:
+                self._socket.recv(1)
+        except BlockingIOError:
+            pass
+
     def _ask_once(self, request, first):
         try:
             self._socket.send(request.pack())
@@ -391,7 +398,7 @@ class Peer:
         """The next message; None when none came in time, False for what is none."""
         try:
             message = unpack(self._socket.recv(MAX_DATAGRAM))
-        except (BlockingIOError, socket.timeout):
+        except socket.timeout:
             return None
         except Error:
             return False

@@ -1096,11 +1096,12 @@ static inline osd_result osd_await(osd_client *client, const osd_header *request
                                    osd_message *reply) {
   const uint32_t start = client->now(client);
   uint32_t waited = 0;
-  for (; waited <= client->timeout_ms; waited = client->now(client) - start) {
+  do {
     const int length = client->receive(client, client->buffer, sizeof client->buffer,
                                        client->timeout_ms - waited);
     osd_result result;
     if (length == -OSD_NOBODY) client->heard = 0;
+    if (length == -OSD_NO_ANSWER) continue; /* time tells, since signals cut a wait short */
     if (length < 0) return (osd_result)-length;
     if (osd_unpack(client->buffer, (size_t)length, reply) != OSD_DONE) continue;
     osd_hear(client, reply->header.seq);
@@ -1108,7 +1109,7 @@ static inline osd_result osd_await(osd_client *client, const osd_header *request
     if (result == OSD_DONE) client->noted = reply->body.ack.msg_seq;
     if (result != OSD_NO_ANSWER) return result;
     if (client->other) client->other(client, reply);
-  }
+  } while ((waited = client->now(client) - start) < client->timeout_ms);
   return OSD_NO_ANSWER;
 }
 

@@ -171,6 +171,9 @@ class CClient : public testing::Test {
     EXPECT_EQ(osd_start(&m_client, 9640), OSD_DONE);
     m_client.send = Send, m_client.receive = Receive, m_client.now = Now, m_client.user = &m_script;
   }
+  ~CClient() override {
+    EXPECT_EQ(::pclose(m_pPython), 0) << "the client in Python fares otherwise";
+  }
   // The result, and the numbers under which it was sent.
   std::pair<osd_result, std::vector<UInt32>> Ask(const std::vector<Bytes>& i_replies,
                                                  Bool i_bProbe = false) {
@@ -179,8 +182,14 @@ class CClient : public testing::Test {
     osd_message request = osd_make(OSD_ELEM_HIDE), reply;
     const osd_result eResult =
         i_bProbe ? osd_probe(&m_client) : osd_ask(&m_client, &request, &reply);
+    std::fprintf(m_pPython, "ask %d %u %u", i_bProbe, eResult, m_client.generation);
     std::vector<UInt32> numbers;
-    for (const Bytes& sent : m_script.m_sent) numbers.push_back(DecodeHeader(sent.data()).m_u32Seq);
+    for (const Bytes& sent : m_script.m_sent) {
+      numbers.push_back(DecodeHeader(sent.data()).m_u32Seq);
+      std::fprintf(m_pPython, " %u", numbers.back());
+    }
+    for (const Bytes& given : i_replies) std::fprintf(m_pPython, " %s", Hex(given).c_str());
+    std::fprintf(m_pPython, "\n");
     return {eResult, numbers};
   }
   static Bytes Reply(UInt32 i_u32DaemonSeq, UInt32 i_u32Seq, UInt32 i_u32Reply = 0,
@@ -190,6 +199,7 @@ class CClient : public testing::Test {
   Bool Fresh() { return std::exchange(m_u32Shown, m_client.generation) != m_client.generation; }
 
   osd_client m_client;
+  FILE* const m_pPython = ::popen("python3 " OSD_SCRIPTS "/cases.py", "w");
   UInt32 m_u32Shown = 0;
   T_Script m_script;
 };
