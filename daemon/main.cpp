@@ -92,6 +92,7 @@ void OpenStandardStreams() {
 
 void StartFramework() {
   CThread::Initialize(kThreadStackBytes);
+  CLog::Start();
   CTaskThreadPool::AddThreads(kTaskThreads);
   CTimeoutTask::Initialize(100);
   select_startevents();

@@ -7,34 +7,44 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
+#include <ctime>
+#include <deque>
 #include <fstream>
+#include <iterator>
 #include <log4cpp/Category.hh>
 #include <log4cpp/FileAppender.hh>
+#include <log4cpp/LoggingEvent.hh>
+#include <log4cpp/Priority.hh>
 #include <log4cpp/PropertyConfigurator.hh>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "framework/console.h"
 #include "framework/descriptor.h"
+#include "framework/format.h"
+#include "framework/log_appender.h"
+#include "framework/log_writer.h"
+#include "framework/mutex.h"
 
 namespace {
 
 // More than any datagram of 4096 bytes makes of a line. What is longer, a shell command, is cut.
 constexpr size_t kMessageSize = 8192;
 
-// While it is held no appender's file is written, rolled or opened anew: log4cpp itself would let a
-// file be opened anew beside a write to its descriptor.
-std::mutex s_files;
-Bool s_bLosingLines = false;  // guarded by s_files
+// A file's name has at most 255 bytes, a line 10 digits.
+constexpr size_t kSuffixSize = sizeof(" --[:]") + 255 + 10;
 
 // At exit log4cpp frees its categories before the objects that were made before main are destroyed.
 std::atomic<Bool> s_bEnded{false};
 struct T_End {
-  ~T_End() { s_bEnded.store(true, std::memory_order_relaxed); }
+  ~T_End() {
+    s_bEnded.store(true, std::memory_order_relaxed);
+    CLogWriter::Get().Stop();
+  }
 };
 
 log4cpp::Category& Category() {
@@ -61,34 +71,47 @@ Bool IsWriteFailure(int i_errno) {
   }
 }
 
-// log4cpp keeps to itself where a file appender writes.
-struct T_FileAppender : log4cpp::FileAppender {
-  static Bool IsAtItsName(const FileAppender& i_appender) {
-    const std::string& strName = i_appender.*&T_FileAppender::_fileName;
-    struct stat opened {};
-    struct stat named {};
-    return fstat(i_appender.*&T_FileAppender::_fd, &opened) == 0 &&
-           stat(strName.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
-           opened.st_ino == named.st_ino;
-  }
-  // In log4cpp's place, which would wait for a pipe's reader while all that log wait for it. A file
-  // that cannot be opened stays closed, and its next line is told as lost.
-  static void Reopen(FileAppender& io_appender) {
-    io_appender.close();
-    io_appender.*& T_FileAppender::_fd =
-        open((io_appender.*&T_FileAppender::_fileName).c_str(),
-             O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0644);
-  }
-};
+// While it is held no appender of log4cpp's own is written or opened anew: log4cpp itself would let
+// a file be opened anew beside a write to its descriptor.
+CMutex& TheirLock() {
+  static CMutex& s_lock = *new CMutex;
+  return s_lock;
+}
 
-void WatchForLoss(int i_errno) {
-  const Bool bLost = IsWriteFailure(i_errno);
-  if (std::exchange(s_bLosingLines, bLost) == bLost) return;
-  if (bLost)
-    Complain(std::string("cannot write the log: ") + std::strerror(i_errno) +
-             "; lines are lost until the log's folder exists and has space again");
-  else
-    Complain("the log is written again");
+CLogLoss s_theirLoss;  // guarded by TheirLock
+
+// How a line gets to the category's appenders: directly where all of them are ours, else by
+// log4cpp.
+struct T_Route {
+  std::vector<CLogAppender*> m_ours;
+  Bool m_bDirect = true;
+  bool operator==(const T_Route&) const = default;
+};
+std::atomic<const T_Route*> s_pRoute{nullptr};  // by log4cpp as long as there is none
+
+// The category and those above it that get its lines.
+std::vector<log4cpp::Appender*> AllAppenders() {
+  std::vector<log4cpp::Appender*> all;
+  for (log4cpp::Category* p = &Category(); p != nullptr;
+       p = p->getAdditivity() ? p->getParent() : nullptr)
+    std::ranges::copy(p->getAllAppenders(), std::back_inserter(all));
+  return all;
+}
+
+void SetRoute(T_Route i_stRoute) {
+  static auto& s_routes = *new std::deque<T_Route>;  // some thread may still be on an older one
+  if (s_routes.empty() || s_routes.back() != i_stRoute) s_routes.push_back(std::move(i_stRoute));
+  s_pRoute.store(&s_routes.back(), std::memory_order_release);
+}
+
+void FindRoute() {
+  T_Route stRoute;
+  for (log4cpp::Appender* const pAppender : AllAppenders()) {
+    auto* const pOurs = dynamic_cast<CLogAppender*>(pAppender);
+    stRoute.m_bDirect = stRoute.m_bDirect && pOurs != nullptr && pOurs->IsDirect();
+    if (pOurs != nullptr) stRoute.m_ours.push_back(pOurs);
+  }
+  SetRoute(std::move(stRoute));
 }
 
 // What a configuration file looked like when it was read in vain.
@@ -127,26 +150,51 @@ void ReadConfiguration(const CDescriptor& i_named, mode_t i_mode) {
   log4cpp::PropertyConfigurator::configure(strSelf);
 }
 
-Bool IsControl(char i_c) {
-  const auto u8Code = static_cast<UInt8>(i_c);
-  return (u8Code & 0x60) == 0 || u8Code == 0x7F;
+T_LogLine Line(SInt32 i_s32Priority, std::string_view i_text) {
+  T_LogLine stLine{i_s32Priority, {}, i_text, CountControls(i_text)};
+  clock_gettime(CLOCK_REALTIME, &stLine.m_stTime);
+  return stLine;
 }
 
-// With room for i_more bytes behind it.
-std::string Escaped(std::string_view i_text, size_t i_more) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  const auto controls = static_cast<size_t>(std::ranges::count_if(i_text, IsControl));
-  std::string strEscaped;
-  strEscaped.reserve(i_text.size() + 3 * controls + i_more);
-  if (controls == 0) return strEscaped.append(i_text);
-  for (const char c : i_text) {
-    const auto u8Code = static_cast<UInt8>(c);
-    if (IsControl(c))
-      strEscaped.append({'\\', 'x', kDigits[u8Code >> 4], kDigits[u8Code & 15]});
-    else
-      strEscaped += c;
-  }
+std::string Escaped(std::string_view i_text, size_t i_controls) {
+  std::string strEscaped(i_text.size() + 3 * i_controls, '\0');
+  Escape(i_text, strEscaped.data());
   return strEscaped;
+}
+
+// A file that cannot be opened anew stays closed, and its next line is told as lost.
+void FollowTheirs(log4cpp::Appender* i_pAppender) {
+  auto* const pFile = dynamic_cast<log4cpp::FileAppender*>(i_pAppender);
+  if (pFile == nullptr) return;
+  int& fd = T_FileAppender::Fd(*pFile);
+  const char* const pPath = T_FileAppender::Path(*pFile).c_str();
+  if (IsAtItsName(fd, pPath)) return;
+  pFile->close();
+  fd = OpenLogFile(pPath, 0, 0644);
+}
+
+void WriteByLog4cpp(const T_LogLine& i_stLine) {
+  const std::string strMessage = Escaped(i_stLine.m_text, i_stLine.m_controls);
+  const CMutexLocker lock(&TheirLock());
+  errno = 0;
+  Category().log(i_stLine.m_s32Priority, strMessage);
+  s_theirLoss.Watch(IsWriteFailure(errno) ? errno : 0);
+}
+
+// On the writer's thread, which is never to wait for log4cpp's other appenders.
+void TellDropped() {
+  const T_Route* const pRoute = s_pRoute.load(std::memory_order_acquire);
+  const UInt32 u32Lines = CLogWriter::Get().TakeDropped();
+  if (u32Lines == 0 || pRoute == nullptr) return;
+  const log4cpp::LoggingEvent event(
+      "CATEGORY",
+      std::to_string(u32Lines) +
+          " log lines were dropped, they came too fast --[" __FILE_NAME__ ":" +
+          std::to_string(__LINE__) + "]",
+      "", log4cpp::Priority::ERROR);
+  Bool bTold = false;
+  for (CLogAppender* const pOurs : pRoute->m_ours) bTold |= pOurs->Put(event, false);
+  if (!bTold) CLogWriter::Get().AddDropped(u32Lines);
 }
 
 }  // namespace
@@ -165,8 +213,12 @@ Bool CLog::Configure(const char* i_pPath) {
   try {
     if (named.Get() < 0) throw std::runtime_error(std::strerror(openErrno));
     ReadConfiguration(named, file.st_mode);
+    TakeOverFileAppenders();
+    FindRoute();
     return true;
   } catch (const std::exception& failure) {
+    TakeOverFileAppenders();  // a broken one may have named some before
+    FindRoute();
     if (bFirst || file.st_ino != 0)
       Complain(std::string("cannot use the log configuration ") + i_pPath + ": " + failure.what() +
                "; going on without a log until a log4cpp property file is there");
@@ -175,15 +227,19 @@ Bool CLog::Configure(const char* i_pPath) {
 }
 
 void CLog::FollowFiles() {
-  const std::lock_guard guard(s_files);
-  for (log4cpp::Category* p = &Category(); p != nullptr; p = p->getParent())
-    for (log4cpp::Appender* const pAppender : p->getAllAppenders()) {
-      auto* const pFile = dynamic_cast<log4cpp::FileAppender*>(pAppender);
-      if (pFile != nullptr && !T_FileAppender::IsAtItsName(*pFile)) T_FileAppender::Reopen(*pFile);
-    }
+  FindRoute();  // somebody may have added an appender
+  for (CLogAppender* const pOurs : s_pRoute.load()->m_ours) pOurs->Follow();
+  const CMutexLocker lock(&TheirLock());
+  for (log4cpp::Appender* const pAppender : AllAppenders()) FollowTheirs(pAppender);
 }
 
-void CLog::Shutdown() { log4cpp::Category::shutdown(); }
+void CLog::Start() { CLogWriter::Get().Start(TellDropped); }
+
+void CLog::Shutdown() {
+  CLogWriter::Get().Stop();
+  SetRoute({});
+  log4cpp::Category::shutdown();
+}
 
 Bool CLog::Enabled(Priority i_ePriority) {
   return !s_bEnded.load(std::memory_order_relaxed) && Category().isPriorityEnabled(i_ePriority);
@@ -192,21 +248,22 @@ Bool CLog::Enabled(Priority i_ePriority) {
 void CLog::Write(Priority i_ePriority, const char* i_pFile, UInt32 i_u32Line, const char* i_pFormat,
                  ...) {
   const int callersErrno = errno;
-  char szMessage[kMessageSize];
+  char aText[kMessageSize + kSuffixSize];
   va_list arguments;
   va_start(arguments, i_pFormat);
-  std::vsnprintf(szMessage, sizeof(szMessage), i_pFormat, arguments);
+  char* p = aText + Format(aText, kMessageSize, i_pFormat, arguments);
   va_end(arguments);
-  const std::string strLine = std::to_string(i_u32Line);
-  std::string strMessage = Escaped(szMessage, std::strlen(i_pFile) + strLine.size() + 6);
-  strMessage.append(" --[").append(i_pFile).append(":").append(strLine).append("]");
-  {
-    const std::lock_guard guard(s_files);
-    errno = 0;
-    Category().log(i_ePriority, strMessage);
-    WatchForLoss(errno);
-  }
+  p = stpcpy(stpcpy(p, " --["), i_pFile);
+  *p++ = ':';
+  p = std::to_chars(p, std::end(aText), i_u32Line).ptr;
+  *p++ = ']';
+  const T_LogLine stLine = Line(i_ePriority, {aText, p});
+  const T_Route* const pRoute = s_pRoute.load(std::memory_order_acquire);
+  if (pRoute == nullptr || !pRoute->m_bDirect)
+    WriteByLog4cpp(stLine);
+  else
+    for (CLogAppender* const pOurs : pRoute->m_ours) pOurs->Append(stLine);
   errno = callersErrno;
 }
 
-std::string Printable(std::string_view i_text) { return Escaped(i_text, 0); }
+std::string Printable(std::string_view i_text) { return Escaped(i_text, CountControls(i_text)); }

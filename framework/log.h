@@ -1,6 +1,11 @@
 // The process's one log category, "CATEGORY". Every line ends with the base name of the source
 // file and its line. No text can end a line or look like another one: control characters (0 to
 // 0x1F, 0x7F to 0x9F) become \xNN. Any thread may log, but never under a queue lock.
+//
+// Once Start was called, nobody waits for the log's files: a line goes into 256 KiB of memory, from
+// which a thread writes it at most 50 ms later. When they are full, a line is dropped, an ERROR after
+// it has waited 50 ms at most, and one line tells how many. An orderly end and a crash write what
+// waits. A SIGKILL loses the last 50 ms, a loss of power also what the kernel had not written.
 #pragma once
 
 #include <string>
@@ -16,14 +21,21 @@ class CLog {
   // Reads the log4cpp property file i_pPath, a regular file. Needs /proc. When it is missing or
   // broken, says so in one line on standard error and returns false: the process then runs without
   // appenders, and may call again whenever it likes. A file that has not changed since is not read
-  // again. One thread only.
+  // again. Its FileAppenders and RollingFileAppenders become ours, of the same names, and write the
+  // same bytes; all others write while their lines are logged. One thread only.
   static Bool Configure(const char* i_pPath);
 
-  // Opens the log's files anew that were removed or moved away. Where that fails, the next line
-  // tells of the loss. To be called every few seconds.
+  // From now on a thread writes the files: before, each line is written when it is logged. In the
+  // process that serves, after its last fork, and after CThread::Initialize. Configure's thread.
+  static void Start();
+
+  // Opens the log's files anew that were removed or moved away, and notices appenders that somebody
+  // added to the category. Where that fails, the next line tells of the loss. To be called every few
+  // seconds by Configure's thread.
   static void FollowFiles();
 
-  // Flushes and removes all appenders; lines written afterwards go nowhere.
+  // Writes what waits and removes all appenders; lines written afterwards go nowhere. Configure's
+  // thread.
   static void Shutdown();
 
   static Bool Enabled(Priority i_ePriority);

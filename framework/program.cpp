@@ -16,6 +16,8 @@
 
 namespace {
 
+// By the process, or ignored.
+constexpr SInt32 kHandled[] = {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ, SIGABRT, SIGBUS, SIGFPE, SIGSEGV};
 constexpr rlim_t kMostDescriptors = 65536;  // that are closed one by one, however many are allowed
 
 // In the child, whose descriptors are its own though its memory is not: above the standard streams
@@ -45,10 +47,7 @@ pid_t Spawn(const char* i_pFile, const char* const* i_pArguments, const T_Prepar
       vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork): the program starts at once
   if (child == 0) {
     // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): plain system calls, none of which touches memory
-    sigaction(SIGINT, &standard, nullptr);
-    sigaction(SIGTERM, &standard, nullptr);
-    sigaction(SIGPIPE, &standard, nullptr);
-    sigaction(SIGXFSZ, &standard, nullptr);
+    for (const SInt32 signal : kHandled) sigaction(signal, &standard, nullptr);
     i_prepare();
     CloseTheRest();
     sigprocmask(SIG_SETMASK, &before, nullptr);
