@@ -32,8 +32,11 @@ void BeforeCrash(void (*i_pLastDeed)()) {
   struct sigaction stAction {};
   stAction.sa_sigaction = Die;
   stAction.sa_flags = SA_SIGINFO | SA_ONSTACK;
-  for (T_Crash& stCrash : s_aCrashes)
-    sigaction(stCrash.m_s32Signal, &stAction, &stCrash.m_stBefore);
+  for (T_Crash& stCrash : s_aCrashes) {
+    struct sigaction stBefore {};
+    sigaction(stCrash.m_s32Signal, &stAction, &stBefore);
+    if (stBefore.sa_sigaction != Die) stCrash.m_stBefore = stBefore;
+  }
 }
 
 void GiveCrashStack() {

@@ -9,7 +9,7 @@
 #include "framework/types.h"
 
 // Like vsnprintf, but returns the length of the text as a C string: at most i_size - 1, and what a
-// %c of 0 ends. Does %d %i %u %x %X (l, ll, z; flags 0 - #), %s (precision), %c and %% with widths
+// %c of 0 ends. Does %d %u %x %X (l, ll, z; flags 0 - #), %s (precision), %c and %% with widths
 // itself and leaves any other format to vsnprintf as a whole.
 size_t Format(char* o_pText, size_t i_size, const char* i_pFormat, va_list i_arguments);
 

@@ -98,20 +98,16 @@ std::vector<log4cpp::Appender*> AllAppenders() {
   return all;
 }
 
-void SetRoute(T_Route i_stRoute) {
-  static auto& s_routes = *new std::deque<T_Route>;  // some thread may still be on an older one
-  if (s_routes.empty() || s_routes.back() != i_stRoute) s_routes.push_back(std::move(i_stRoute));
-  s_pRoute.store(&s_routes.back(), std::memory_order_release);
-}
-
 void FindRoute() {
+  static auto& s_routes = *new std::deque<T_Route>;  // some thread may still be on an older one
   T_Route stRoute;
   for (log4cpp::Appender* const pAppender : AllAppenders()) {
     auto* const pOurs = dynamic_cast<CLogAppender*>(pAppender);
     stRoute.m_bDirect = stRoute.m_bDirect && pOurs != nullptr && pOurs->IsDirect();
     if (pOurs != nullptr) stRoute.m_ours.push_back(pOurs);
   }
-  SetRoute(std::move(stRoute));
+  if (s_routes.empty() || s_routes.back() != stRoute) s_routes.push_back(std::move(stRoute));
+  s_pRoute.store(&s_routes.back(), std::memory_order_release);
 }
 
 // What a configuration file looked like when it was read in vain.
@@ -237,7 +233,7 @@ void CLog::Start() { CLogWriter::Get().Start(TellDropped); }
 
 void CLog::Shutdown() {
   CLogWriter::Get().Stop();
-  SetRoute({});
+  s_pRoute.store(nullptr, std::memory_order_release);
   log4cpp::Category::shutdown();
 }
 

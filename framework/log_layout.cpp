@@ -83,6 +83,7 @@ Bool CLogLayout::Parse(const std::string& i_strPattern) {
       if (!pattern.get(part.m_cKind) || std::strchr("%ncdmptxR", part.m_cKind) == nullptr ||
           std::max(part.m_minWidth, part.m_maxWidth) > kWidest)
         return false;
+      part.m_bPadded = part.m_minWidth > 0 || part.m_maxWidth > 0;
       part.m_strText.clear();
       if (pattern.peek() == '{') std::getline(pattern.ignore(), part.m_strText, '}');
     }
@@ -102,30 +103,29 @@ Bool CLogLayout::Parse(const std::string& i_strPattern) {
     else
       m_parts.push_back(std::move(part));
   }
+  for (const T_Part& part : m_parts) {
+    m_fixedBytes += FixedBytes(part);
+    m_messages += part.m_cKind == 'm' ? 1 : 0;
+    m_contexts += part.m_cKind == 'x' ? 1 : 0;
+  }
   return !m_parts.empty();
 }
 
-size_t CLogLayout::MostBytes(const T_LogLine& i_stLine) const {
-  size_t bytes = 0;
-  for (const T_Part& part : m_parts) {
-    bytes += part.m_minWidth;
-    switch (part.m_cKind) {
-      case 0:
-        bytes += part.m_strText.size();
-        break;
-      case 'm':
-        bytes += i_stLine.m_text.size() + 3 * i_stLine.m_controls;
-        break;
-      case 'd':
-        bytes += 2 * kMostDate + kMostValue;
-        break;
-      case 'x':
-        bytes += log4cpp::NDC::get().size();
-        break;
-      default:
-        bytes += kMostValue;
-    }
+// What it takes however long message and context are.
+size_t CLogLayout::FixedBytes(const T_Part& i_part) {
+  switch (i_part.m_cKind) {
+    case 0:
+      return i_part.m_minWidth + i_part.m_strText.size();
+    case 'd':
+      return i_part.m_minWidth + 2 * kMostDate + kMostValue;
+    default:
+      return i_part.m_minWidth + kMostValue;
   }
+}
+
+size_t CLogLayout::MostBytes(const T_LogLine& i_stLine) const {
+  size_t bytes = m_fixedBytes + m_messages * (i_stLine.m_text.size() + 3 * i_stLine.m_controls);
+  if (m_contexts > 0) bytes += m_contexts * log4cpp::NDC::get().size();
   return bytes;
 }
 
@@ -168,6 +168,7 @@ char* CLogLayout::Write(const T_LogLine& i_stLine, char* o_p) {
   for (T_Part& part : m_parts) {
     const char* const pStart = o_p;
     o_p = WritePart(part, i_stLine, o_p);
+    if (!part.m_bPadded) continue;
     auto size = static_cast<size_t>(o_p - pStart);
     if (part.m_maxWidth > 0 && size > part.m_maxWidth) {
       o_p -= size - part.m_maxWidth;

@@ -38,6 +38,7 @@ class CLogLayout {
     size_t m_minWidth = 0;
     size_t m_maxWidth = 0;
     Bool m_bLeft = false;
+    Bool m_bPadded = false;  // or cut: there are widths
     // Of a date: the text of m_second, before and behind its milliseconds.
     Bool m_bMilliseconds = false;
     std::string m_strFormatBehind;
@@ -46,9 +47,13 @@ class CLogLayout {
     std::string m_strBehind;
   };
 
+  static size_t FixedBytes(const T_Part& i_part);
   Bool Parse(const std::string& i_strPattern);
   static char* WriteDate(T_Part& io_part, const timespec& i_stTime, char* o_p);
   static char* WritePart(T_Part& io_part, const T_LogLine& i_stLine, char* o_p);
 
   std::vector<T_Part> m_parts;
+  size_t m_fixedBytes = 0;
+  size_t m_messages = 0;  // how many parts are one
+  size_t m_contexts = 0;
 };

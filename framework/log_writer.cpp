@@ -22,8 +22,7 @@ CLogWriter::CLogWriter() { sem_init(&m_stWake, 0, 0); }
 
 void CLogWriter::Start(void (*i_pTellDropped)()) {
   if (m_pRunner != nullptr) return;
-  static const Bool s_bOnce = (BeforeCrash(WriteBeforeCrash), true);
-  static_cast<void>(s_bOnce);
+  BeforeCrash(WriteBeforeCrash);
   {
     const CMutexLocker lock(&m_objWriting);
     m_pTellDropped = i_pTellDropped;

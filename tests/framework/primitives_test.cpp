@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <log4cpp/FileAppender.hh>
 #include <optional>
 #include <thread>
 
@@ -17,12 +16,10 @@
 #include "framework/console.h"
 #include "framework/descriptor.h"
 #include "framework/heap.h"
-#include "framework/log.h"
 #include "framework/mutexrw.h"
 #include "framework/queue.h"
 #include "framework/ref.h"
 #include "framework/thread.h"
-#include "tests/log_capture.h"
 
 namespace {
 
@@ -106,45 +103,6 @@ TEST(Console, DropsWhatAPipeThatNobodyReadsCannotTakeAtOnce) {
   errno = 0;
   PrintAtOnce(CDescriptor(open("/dev/full", O_WRONLY)).Get(), line);
   EXPECT_EQ(errno, 0);
-}
-
-TEST(Log, NoTextEndsALineOrTakesItsSourceAway) {
-  CLogCapture log;
-  LOG_INFO("<%s>", "a\n\x1f \x7f\x80\x9f\xa0\\");
-  EXPECT_TRUE(log.Has("INFO <a\\x0a\\x1f \\x7f\\x80\\x9f\xa0\\>"));
-  LOG_INFO(" --[%s", std::string(9000, '\r').c_str());  // would be taken for the missing source
-  EXPECT_EQ(log.Take().back().size(), strlen("INFO  --[") + (8191 - strlen(" --[")) * 4);
-}
-
-TEST(Log, LosesNoLineWhileItsFileMovesAndTellsWhenItHasNone) {
-  const std::filesystem::path folder = testing::TempDir() + "osd-log-" + std::to_string(getpid());
-  std::filesystem::create_directory(folder);
-  CLogCapture log;
-  auto* const pAppender = new log4cpp::FileAppender("file", folder / "log");
-  log4cpp::Category::getInstance("CATEGORY").addAppender(pAppender);
-  testing::internal::CaptureStderr();
-  std::thread writer([] {
-    errno = ENOSPC;  // of something else
-    for (int line = 0; line < 20000; ++line) LOG_INFO("line");
-    EXPECT_EQ(errno, ENOSPC);
-  });
-  for (int move = 0; move < 1000; ++move) {
-    std::filesystem::rename(folder / "log", folder / "moved");
-    if (move % 2 != 0) std::ofstream(folder / "log");  // as who moves it may do
-    CLog::FollowFiles();
-  }
-  writer.join();
-  LOG_INFO("line");
-  EXPECT_GT(std::filesystem::file_size(folder / "log"), 0u);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  std::filesystem::remove(folder / "log");
-  ASSERT_EQ(mkfifo((folder / "log").c_str(), 0600), 0);  // whoever opens it waits for a reader
-  CLog::FollowFiles();
-  testing::internal::CaptureStderr();
-  LOG_INFO("lost");
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::StartsWith("osdsrv: cannot write"));
-  std::filesystem::remove_all(folder);
-  log4cpp::Category::getInstance("CATEGORY").removeAppender(pAppender);
 }
 
 // A thread that blocks already, or has ended, by the kernel's word.
