@@ -2,21 +2,19 @@
 // canvas. No state; any thread.
 #pragma once
 
-#include <array>
-
 #include "common/osd/canvas.h"
+#include "common/osd/cell_bits.h"
 
-// The size of a character cell. Its mask says which of its pixels have the foreground colour: one
-// byte for each group of four pixels of a row, bit 0 for the leftmost. Every row begins with a new
-// byte; bits beyond the cell are 0.
+// The size of a character cell. Its mask, kept as T_MaskWords says, tells which of its pixels have
+// the foreground colour.
 struct T_Cell {
-  static constexpr UInt32 kGroup = 4;
-
   UInt32 m_u32W = 0;  // px
   UInt32 m_u32H = 0;  // px, the line height
 
-  UInt32 RowBytes() const { return (m_u32W + kGroup - 1) / kGroup; }
-  size_t MaskBytes() const { return size_t{RowBytes()} * m_u32H; }
+  size_t MaskWords() const {
+    const UInt32 u32Columns = (m_u32W + T_MaskWords::kPixels - 1) / T_MaskWords::kPixels;
+    return size_t{u32Columns} * m_u32H + T_MaskWords::kSlack;
+  }
 };
 
 // Cells that lie side by side, from left to right.
@@ -26,29 +24,18 @@ struct T_CellLine {
   T_Cell m_stCell;
   UInt32 m_u32Count = 0;
   // Borrowed. Null: the cell stays as it is on the canvas.
-  const UInt8* m_apMask[kMaxCells];
+  const UInt32* m_apMask[kMaxCells];
 };
 
-struct alignas(16) T_FourPixels {
-  UInt32 m_aPixel[T_Cell::kGroup];
-};
-
-// A foreground and a background colour (ARGB8888), made ready for masks. Both are transparent until
-// they are set.
-class CCellPaint {
- public:
-  void Set(UInt32 i_u32Foreground, UInt32 i_u32Background);
-
-  // The pixels of a group, by the bits of its mask.
-  const T_FourPixels* Groups() const { return m_aGroups.data(); }
-
- private:
+// ARGB8888.
+struct T_CellColours {
   UInt32 m_u32Foreground = 0;
   UInt32 m_u32Background = 0;
-  std::array<T_FourPixels, 1U << T_Cell::kGroup> m_aGroups{};
 };
 
 // Writes i_line with its first cell's top left corner at that of i_place, as far as it lies in
-// i_clip, which lies within the canvas.
-void DrawCells(const T_CellLine& i_line, const CCellPaint& i_paint, const T_Canvas& i_canvas,
-               const T_Rect& i_place, const T_Rect& i_clip);
+// i_clip, which lies within the canvas. Each row is written once, from left to right, and nothing is
+// read from the canvas.
+void DrawCells(const T_CellLine& i_line, const T_CellColours& i_colours, const T_Canvas& i_canvas,
+               const T_Rect& i_place, const T_Rect& i_clip,
+               T_DrawPart i_pDraw = WidestPartDrawer());

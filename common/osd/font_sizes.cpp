@@ -5,7 +5,8 @@
 
 size_t T_FontSize::Bytes() const {
   const auto none = std::count(m_apMask.begin(), m_apMask.end(), nullptr);
-  return sizeof(*this) + (m_apMask.size() - static_cast<size_t>(none)) * m_stCell.MaskBytes();
+  return sizeof(*this) +
+         (m_apMask.size() - static_cast<size_t>(none)) * m_stCell.MaskWords() * sizeof(UInt32);
 }
 
 T_FontSize* CFontSizes::Use(UInt32 i_u32Size) {
@@ -23,12 +24,13 @@ T_FontSize* CFontSizes::Add(UInt32 i_u32Size, SInt32 i_s32Ascender, const T_Cell
   return &m_lstSizes.front();
 }
 
-UInt8* CFontSizes::AddMask(UInt8 i_u8Char, const char* i_pText) {
+UInt32* CFontSizes::AddMask(UInt8 i_u8Char, const char* i_pText) {
   T_FontSize& size = m_lstSizes.front();
-  const size_t bytes = size.m_stCell.MaskBytes();
+  const size_t words = size.m_stCell.MaskWords();
+  const size_t bytes = words * sizeof(UInt32);
   MakeRoom(bytes);
   if (m_bytes + bytes > kMaxBytes) KeepOnly(i_pText);
-  size.m_apMask[i_u8Char] = std::make_unique<UInt8[]>(bytes);
+  size.m_apMask[i_u8Char] = std::make_unique<UInt32[]>(words);
   m_bytes += bytes;
   return size.m_apMask[i_u8Char].get();
 }

@@ -14,7 +14,7 @@ struct T_FontSize {
   UInt32 m_u32Size;      // px
   SInt32 m_s32Ascender;  // px from the cell's top to the base line
   T_Cell m_stCell;
-  std::array<std::unique_ptr<UInt8[]>, 256> m_apMask{};  // by character
+  std::array<std::unique_ptr<UInt32[]>, 256> m_apMask{};  // by character
 
   // What it takes with all its masks.
   size_t Bytes() const;
@@ -30,7 +30,7 @@ class CFontSizes {
 
   // Adds a mask, all background, for a character of the size in use that has none. Other masks may
   // be dropped for it, but not those of the characters of i_pText, even if that exceeds the limit.
-  UInt8* AddMask(UInt8 i_u8Char, const char* i_pText);
+  UInt32* AddMask(UInt8 i_u8Char, const char* i_pText);
 
   void Clear();
 

@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kFontFile = "/usr/share/fonts/monos.ttf";
 // A pixel of a glyph that is at least this grey is foreground: cells have hard edges.
 constexpr UInt32 kThreshold = 128;
-constexpr UInt32 kGroup = T_Cell::kGroup;
+constexpr UInt32 kWord = T_MaskWords::kPixels;
 
 // These lines go to standard output, not to the log. "falied", "s32Err" and "picel" are on purpose:
 // whoever looks for them knows them like that.
@@ -27,11 +27,13 @@ UInt32 WholePixels(FT_Pos i_26Dot6) {
 }
 
 // Sets the bits of the foreground pixels of one bitmap row that starts at cell column i_u32Left.
-void MaskRow(const UInt8* i_pGrey, UInt32 i_u32Count, UInt32 i_u32Left, UInt8* io_pMask) {
+// io_pMask is the row's first word, i_u32Step words before its next.
+void MaskRow(const UInt8* i_pGrey, UInt32 i_u32Count, UInt32 i_u32Left, UInt32 i_u32Step,
+             UInt32* io_pMask) {
   for (UInt32 column = 0; column < i_u32Count; ++column) {
     if (i_pGrey[column] < kThreshold) continue;
     const UInt32 u32X = i_u32Left + column;
-    io_pMask[u32X / kGroup] = static_cast<UInt8>(io_pMask[u32X / kGroup] | 1U << u32X % kGroup);
+    io_pMask[size_t{u32X / kWord} * i_u32Step] |= 1U << u32X % kWord;
   }
 }
 
@@ -42,7 +44,7 @@ struct T_Closer {
 
 // A glyph that passes the cell's right edge or bottom is cut off; one that begins left of or above
 // the cell is moved into it.
-void FillMask(const T_FontSize& i_size, const FT_GlyphSlotRec& i_glyph, UInt8* io_pMask) {
+void FillMask(const T_FontSize& i_size, const FT_GlyphSlotRec& i_glyph, UInt32* io_pMask) {
   const T_Cell& cell = i_size.m_stCell;
   const FT_Bitmap& bitmap = i_glyph.bitmap;
   const UInt32 u32Left = static_cast<UInt32>(std::max(i_glyph.bitmap_left, 0));
@@ -51,7 +53,7 @@ void FillMask(const T_FontSize& i_size, const FT_GlyphSlotRec& i_glyph, UInt8* i
   const UInt32 u32Rows = std::min(bitmap.rows, cell.m_u32H - std::min(u32Top, cell.m_u32H));
   for (UInt32 row = 0; row < u32Rows; ++row)
     MaskRow(bitmap.buffer + static_cast<std::ptrdiff_t>(row) * bitmap.pitch, u32Columns, u32Left,
-            io_pMask + size_t{u32Top + row} * cell.RowBytes());
+            cell.m_u32H, io_pMask + u32Top + row);
 }
 
 }  // namespace
@@ -137,7 +139,7 @@ std::optional<T_Cell> CGlyphs::SetFont(UInt32 i_u32Size) {
   return m_pSize->m_stCell;
 }
 
-std::optional<const UInt8*> CGlyphs::RenderMask(UInt8 i_u8Char, const char* i_pText) {
+std::optional<const UInt32*> CGlyphs::RenderMask(UInt8 i_u8Char, const char* i_pText) {
   if (!SetFaceSize(m_pSize->m_u32Size)) return std::nullopt;
   FT_Face const pFace = m_pFont->m_pFace.get();
   // Of a file that is being written to, half a glyph may have come without an error.
@@ -157,7 +159,7 @@ std::optional<const UInt8*> CGlyphs::RenderMask(UInt8 i_u8Char, const char* i_pT
     Print(szText);
     return nullptr;
   }
-  UInt8* const pMask = m_objSizes.AddMask(i_u8Char, i_pText);
+  UInt32* const pMask = m_objSizes.AddMask(i_u8Char, i_pText);
   FillMask(*m_pSize, *pFace->glyph, pMask);
   return pMask;
 }
@@ -172,7 +174,7 @@ T_CellLine CGlyphs::Cells(const char* i_pText) {
     if (u8Char == 0) break;
     line.m_apMask[count] = m_pSize->m_apMask[u8Char].get();
     if (line.m_apMask[count] != nullptr) continue;
-    const std::optional<const UInt8*> mask = RenderMask(u8Char, i_pText);
+    const std::optional<const UInt32*> mask = RenderMask(u8Char, i_pText);
     if (!mask) {
       m_bGlyphFailed = true;
       break;

@@ -37,7 +37,7 @@ class CGlyphs {
   Bool HaveSize(UInt32 i_u32Size);
   void Release();
   // None when there is no glyph; null when it cannot become a mask.
-  std::optional<const UInt8*> RenderMask(UInt8 i_u8Char, const char* i_pText);
+  std::optional<const UInt32*> RenderMask(UInt8 i_u8Char, const char* i_pText);
 
   std::unique_ptr<T_Font> m_pFont;
   CFontSizes m_objSizes;

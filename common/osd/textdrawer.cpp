@@ -24,8 +24,8 @@ std::optional<T_Layout> CTextDrawer::LayOut(const T_DispRecord& i_item, const T_
   const std::optional<T_Cell> cell =
       m_objGlyphs.SetFont(static_cast<UInt32>(std::min(u64Size, kMaxPixelSize)));
   if (!cell) return std::nullopt;
-  m_objPaint.Set(bOwn ? i_item.m_u32TextColour : kDefaultForeground,
-                 bOwn ? i_item.m_u32Background : kDefaultBackground);
+  m_stColours = {bOwn ? i_item.m_u32TextColour : kDefaultForeground,
+                 bOwn ? i_item.m_u32Background : kDefaultBackground};
   return Place(i_item, *cell, i_canvas);
 }
 
@@ -41,7 +41,7 @@ Bool CTextDrawer::DrawOsdInfo(const T_Layout& i_layout, EDrawMode i_eMode, const
       continue;
     }
     const T_CellLine cells = m_objGlyphs.Cells(i_layout.Text(line));
-    DrawCells(cells, m_objPaint, i_canvas, place, part);
+    DrawCells(cells, m_stColours, i_canvas, place, part);
     if (cells.m_u32Count < i_layout.m_aLines[line].m_u32Length) bDrawn = false;
   }
   return bDrawn;

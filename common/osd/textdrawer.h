@@ -28,5 +28,5 @@ class CTextDrawer {
 
  private:
   CGlyphs m_objGlyphs;
-  CCellPaint m_objPaint;
+  T_CellColours m_stColours;
 };
