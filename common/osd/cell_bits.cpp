@@ -202,7 +202,7 @@ T_DrawPart PartDrawer(UInt32 i_u32Bits) {
 }
 
 T_DrawPart WidestPartDrawer() {
-#ifdef OSD_VECTOR_BITS  // for measuring: what a processor with no wider ones would do
+#ifdef OSD_VECTOR_BITS
   return PartDrawer(OSD_VECTOR_BITS);
 #else
   for (const UInt32 u32Bits : {512U, 256U})

@@ -105,6 +105,7 @@ EOutcome CDisplayList::DropIfGone(T_ItemList::iterator i_item, EOutcome i_eOutco
 }
 
 EOutcome CDisplayList::ShowIcon(T_ItemList::iterator i_found, const T_DispRecord& i_record) {
+  m_bIcons = true;
   if (i_found == m_listDispInfo.end()) i_found = m_listDispInfo.emplace(i_found, i_record);
   m_objIcons.Request(*i_found, i_record);
   return DropIfGone(i_found, m_objIcons.Close(*i_found));
@@ -257,10 +258,14 @@ void CDisplayList::Take(const T_PictureResult& i_result) {
 
 T_ItemList::iterator CDisplayList::FindOldestOpen() {
   auto oldest = m_listDispInfo.end();
-  for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end(); ++item)
+  if (!m_bIcons) return oldest;
+  m_bIcons = false;
+  for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end(); ++item) {
+    m_bIcons = m_bIcons || item->Record().IsIcon();
     if (m_objIcons.IsOpen(*item) && (oldest == m_listDispInfo.end() ||
                                      item->m_stWanted.m_u64Number < oldest->m_stWanted.m_u64Number))
       oldest = item;
+  }
   return oldest;
 }
 

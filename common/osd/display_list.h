@@ -79,4 +79,6 @@ class CDisplayList {
   CPainter* const m_pPainter;
   CPictureDesk* const m_pDesk;
   CIcons m_objIcons;
+  // Whether an item may be an icon. While none is, nothing can be open.
+  Bool m_bIcons = false;
 };

@@ -72,13 +72,19 @@ void ForgetOn(T_Item& io_item, SInt32 i_s32Output) {
 
 }  // namespace
 
-Bool CPainter::TouchesPicture(SInt32 i_s32Output, const T_Rect& i_rect) const {
+Bool CPainter::TouchesPicture(SInt32 i_s32Output, const T_Rect& i_rect) {
   if (m_mapBackgrounds.contains(i_s32Output)) return true;
-  return std::any_of(m_pItems->begin(), m_pItems->end(), [&](const T_Item& i_item) {
-    const T_Drawn* const pDrawn = i_item.On(i_s32Output);
-    return pDrawn != nullptr && pDrawn->m_pPicture != nullptr &&
-           !Intersect(pDrawn->m_stRect, i_rect).IsEmpty();
-  });
+  if (!m_bPictures) return false;
+  Bool bPictures = false;
+  for (const T_Item& item : *m_pItems)
+    for (const T_Drawn& drawn : item.m_vecDrawn) {
+      if (drawn.m_pPicture == nullptr) continue;
+      bPictures = true;
+      if (drawn.m_s32Output == i_s32Output && !Intersect(drawn.m_stRect, i_rect).IsEmpty())
+        return true;
+    }
+  m_bPictures = bPictures;
+  return false;
 }
 
 void CPainter::NoteDamage(SInt32 i_s32Output, const T_Rect& i_rect) {
@@ -139,6 +145,7 @@ Bool CPainter::ShowText(T_Item& io_item) {
 void CPainter::Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn) {
   for (const T_Drawn& drawn : io_item.m_vecDrawn) NoteDamage(drawn.m_s32Output, drawn.m_stRect);
   io_item.m_vecDrawn = std::move(i_vecDrawn);
+  m_bPictures = m_bPictures || !io_item.m_vecDrawn.empty();
   for (const T_Drawn& drawn : io_item.m_vecDrawn) NoteDamage(drawn.m_s32Output, drawn.m_stRect);
 }
 

@@ -66,7 +66,7 @@ class CPainter {
  private:
   void LeaveText(T_Item& io_item, SInt32 i_s32Output);
   Bool ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32Output, CLayer& io_layer);
-  Bool TouchesPicture(SInt32 i_s32Output, const T_Rect& i_rect) const;
+  Bool TouchesPicture(SInt32 i_s32Output, const T_Rect& i_rect);
   Bool TouchesDamage(SInt32 i_s32Output, const T_Rect& i_rect) const;
   void NoteDamage(SInt32 i_s32Output, const T_Rect& i_rect);
   // False when *i_pJudged is a text that had to be painted anew and could not; it may be null.
@@ -86,6 +86,8 @@ class CPainter {
   // Rows of a canvas that are being composed; fits a processor's cache.
   static constexpr UInt32 kBandPixels = 32768;
   std::vector<UInt32> m_vecBand = std::vector<UInt32>(kBandPixels);
+  // Whether an item may lie somewhere with a picture. While none does, texts need not look for one.
+  Bool m_bPictures = false;
   std::map<SInt32, T_Rect> m_mapDamage;
   std::map<SInt32, std::shared_ptr<const CPicture>> m_mapBackgrounds;
 };
