@@ -1,28 +1,17 @@
-// Pictures through the real renderer, from the request to the refreshed layer: an icon from the
-// cache beside memcpy of the same bytes, the first show of a 1920x1080 PNG beside libpng's bare
-// decode of it, and a text with and without a 64-Mpixel decode under way. Before that, without the
-// renderer, the memory and the time that the largest PNG takes. Both sides of a ratio are measured in
-// the same run. Wants a fresh device root in OSD_ROOT.
+// Pictures and texts through the real renderer, from the command to the refreshed layer.
 #include <fcntl.h>
+#include <pixman.h>
 #include <png.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <fstream>
-#include <string>
-#include <tuple>
-#include <vector>
 
+#include "bench/bench.h"
 #include "common/osd/commands.h"
 #include "common/osd/osd_hifb.h"
-#include "common/osd/pictures/loader.h"
 #include "daemon/common/bus.h"
 #include "daemon/modules.h"
 #include "platform/platform.h"
@@ -30,31 +19,19 @@
 
 namespace {
 
-using T_Clock = std::chrono::steady_clock;
-
 constexpr UInt32 kW = 1920;
 constexpr UInt32 kH = 1080;
+constexpr UInt32 kSide = 512;  // px, of an icon
+constexpr UInt32 kMaxPictureSide = 8192;
 
-double Since(T_Clock::time_point i_start) {
-  return std::chrono::duration<double, std::micro>(T_Clock::now() - i_start).count();
+// One pixel of a picture with gradients.
+UInt32 Pixel(UInt32 i_u32X, UInt32 i_u32Y, Bool i_bGlass) {
+  return (i_bGlass ? 64 + (i_u32X + i_u32Y) % 128 : 255) << 24 | (i_u32X & 0xFF) << 16 |
+         (i_u32Y & 0xFF) << 8 | ((i_u32X ^ i_u32Y) & 0xFF);
 }
 
-double At(std::vector<double> i_times, size_t i_percent) {
-  std::sort(i_times.begin(), i_times.end());
-  return i_times[std::min(i_times.size() - 1, i_times.size() * i_percent / 100)];
-}
-
-void Print(const char* i_pName, const std::vector<double>& i_times,
-           const std::vector<double>& i_reference) {
-  std::printf("%-44s median %9.1f us   p99 %9.1f us   ratio %6.2f   %6.2f\n", i_pName,
-              At(i_times, 50), At(i_times, 99), At(i_times, 50) / At(i_reference, 50),
-              At(i_times, 99) / At(i_reference, 99));
-}
-
-enum ELook { kOpaque, kGlass, kInterlaced };
-
-// A picture with gradients, all with an alpha channel.
-std::string WritePicture(const char* i_pName, UInt32 i_u32W, UInt32 i_u32H, ELook i_eLook) {
+// A PNG of such pixels, with an alpha channel in any case.
+std::string WritePicture(const char* i_pName, UInt32 i_u32W, UInt32 i_u32H, Bool i_bGlass) {
   const std::string path = SystemPath(i_pName);
   std::FILE* const pFile = std::fopen(path.c_str(), "wb");
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
@@ -63,18 +40,13 @@ std::string WritePicture(const char* i_pName, UInt32 i_u32W, UInt32 i_u32H, ELoo
   png_init_io(png, pFile);
   png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_NO_FILTERS);
   png_set_compression_level(png, 3);
-  png_set_IHDR(png, info, i_u32W, i_u32H, 8, PNG_COLOR_TYPE_RGBA,
-               i_eLook == kInterlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+  png_set_IHDR(png, info, i_u32W, i_u32H, 8, PNG_COLOR_TYPE_RGBA, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(png, info);
   png_set_bgr(png);
   std::vector<UInt32> row(i_u32W);
-  const int passes = png_set_interlace_handling(png);
-  for (UInt32 i = 0; i < static_cast<UInt32>(passes) * i_u32H; ++i) {
-    const UInt32 y = i % i_u32H;
-    for (UInt32 x = 0; x < i_u32W; ++x)
-      row[x] = (i_eLook == kGlass ? 64 + (x + y) % 128 : 255) << 24 | (x & 0xFF) << 16 |
-               (y & 0xFF) << 8 | ((x ^ y) & 0xFF);
+  for (UInt32 y = 0; y < i_u32H; ++y) {
+    for (UInt32 x = 0; x < i_u32W; ++x) row[x] = Pixel(x, y, i_bGlass);
     png_write_row(png, reinterpret_cast<png_bytep>(row.data()));
   }
   png_write_end(png, info);
@@ -143,9 +115,10 @@ T_ModuleMsg Icon(UInt16 i_u16Seq, const std::string& i_path, UInt32 i_u32W = 0) 
   return Message(T_OsdIconShow{pRecord});
 }
 
-T_ModuleMsg Text(UInt16 i_u16Seq) {
+T_ModuleMsg Text(UInt16 i_u16Seq, UInt16 i_u16Output = 0) {
   auto* const pRecord = new T_DispRecord{};
   pRecord->m_u16Seq = i_u16Seq;
+  pRecord->m_u16VoSeq = i_u16Output;
   pRecord->m_u16Time = T_DispRecord::kForever;
   pRecord->m_u32Mask = kMaskText | kMaskForever;
   pRecord->m_u16Line = 1;
@@ -155,135 +128,162 @@ T_ModuleMsg Text(UInt16 i_u16Seq) {
 
 T_ModuleMsg HideIcons() { return Message(T_OsdIconHide{kEveryOutput, kEveryElement, 0}); }
 
-void CachedIcon(const CLayerWatch& i_watch, const char* i_pName, ELook i_eLook) {
-  constexpr UInt32 kSide = 512;
-  const std::string path = WritePicture("/icon.png", kSide, kSide, i_eLook);
-  std::vector<UInt32> from(kSide * kSide, 1);
-  std::vector<UInt32> to(kSide * kSide);
-  std::vector<double> shown;
-  std::vector<double> copied;
+// Has the renderer carry out i_msg on this thread, up to the refresh; the record stays ours.
+// Microseconds.
+double Handled(T_ModuleMsg i_msg) {
+  i_msg.m_u32MsgType = kSyncMsg;
+  const auto start = T_Clock::now();
+  if (SendSyncAndAsyncMsg(&i_msg, 0) == 0) Die("the renderer refused a command");
+  const double taken = Since(start);
+  if (i_msg.m_u32MsgNo == T_OsdTextShow::kMsgNo || i_msg.m_u32MsgNo == T_OsdIconShow::kMsgNo)
+    delete i_msg.Read<T_OsdTextShow>().m_pRecord;
+  return taken;
+}
+
+void Init(SInt32 i_s32Output) {
+  Handled(Message(T_OsdInit{{i_s32Output, i_s32Output, 0, 0, kW, kH}}));
+}
+
+// An icon's place in memory as wide as the screen.
+class CPlace {
+ public:
+  explicit CPlace(size_t i_width) : m_width(i_width), m_pixels(i_width * kSide, 0x20101010) {}
+  UInt32* Row(size_t i_y) { return m_pixels.data() + i_y * m_width; }
+  void CopyTo(CPlace& o_place) {
+    for (size_t y = 0; y < kSide; ++y) std::memcpy(o_place.Row(y), Row(y), kSide * sizeof(UInt32));
+  }
+  pixman_image_t* Image() {
+    return pixman_image_create_bits(PIXMAN_a8r8g8b8, kSide, kSide, m_pixels.data(),
+                                    static_cast<int>(m_width * sizeof(UInt32)));
+  }
+
+ private:
+  size_t m_width;
+  std::vector<UInt32> m_pixels;
+};
+
+void CachedIcon(const CBench& i_bench, const CLayerWatch& i_watch, const char* i_pRow,
+                Bool i_bGlass) {
+  const std::string path = WritePicture("/icon.png", kSide, kSide, i_bGlass);
+  CPlace picture(kSide);
+  CPlace canvas(kW);
+  CPlace layer(kW);
+  pixman_image_t* const pPicture = picture.Image();
+  pixman_image_t* const pCanvas = canvas.Image();
   i_watch.Shown(Icon(0x201, path));
-  for (int i = 0; i < 500; ++i) {
-    i_watch.Shown(HideIcons());
-    shown.push_back(i_watch.Shown(Icon(0x201, path)));
+  T_Row row;
+  for (UInt32 round = 0; round < i_bench.Rounds(); ++round) {
+    Handled(HideIcons());
+    const double shown = Handled(Icon(0x201, path));
     const auto start = T_Clock::now();
-    std::copy(from.begin(), from.end(), to.begin());
-    __asm__ volatile("" : : "r"(to.data()) : "memory");
-    copied.push_back(Since(start));
+    if (i_bGlass)
+      pixman_image_composite32(PIXMAN_OP_OVER, pPicture, nullptr, pCanvas, 0, 0, 0, 0, 0, 0, kSide,
+                               kSide);
+    else
+      picture.CopyTo(canvas);
+    Written();
+    canvas.CopyTo(layer);
+    Written();
+    row.Add(shown, Since(start));
   }
-  i_watch.Shown(HideIcons());
-  Print(i_pName, shown, copied);
+  Handled(HideIcons());
+  pixman_image_unref(pPicture);
+  pixman_image_unref(pCanvas);
+  i_bench.Print(i_pRow, row);
 }
 
-void FirstShow(const CLayerWatch& i_watch) {
-  const std::string path = WritePicture("/screen.png", kW, kH, kOpaque);
+void FirstShow(const CBench& i_bench, const CLayerWatch& i_watch) {
+  const std::string path = WritePicture("/screen.png", kW, kH, false);
   std::vector<UInt32> pixels(size_t{kW} * kH);
-  std::vector<double> shown;
-  std::vector<double> decoded;
-  for (long i = 0; i < 20; ++i) {
-    const timespec aTimes[] = {{1000 + i, 0}, {1000 + i, 0}};  // another file, to the cache
+  T_Row row;
+  for (UInt32 round = 0; round < i_bench.Rounds(); ++round) {
+    const timespec time{1000 + static_cast<time_t>(round), 0};  // another file, to the cache
+    const timespec aTimes[] = {time, time};
     utimensat(AT_FDCWD, path.c_str(), aTimes, 0);
-    decoded.push_back(BareDecode(path, pixels));
-    shown.push_back(i_watch.Shown(Icon(0x202, path)));
-  }
-  i_watch.Shown(HideIcons());
-  Print("libpng's bare decode of 1920x1080", decoded, decoded);
-  Print("its first show as an icon", shown, decoded);
-}
-
-size_t PeakBytes() {
-  std::ifstream status("/proc/self/status");
-  std::string word;
-  while (status >> word && word != "VmHWM:") continue;
-  size_t kilobytes = 0;
-  status >> kilobytes;
-  return kilobytes << 10;
-}
-
-// In a process of its own, which has the peak of nothing else.
-void PrintPeak(const char* i_pName, const std::string& i_path, const T_WantedSize& i_size,
-               double i_decoded) {
-  std::fflush(stdout);
-  const pid_t child = fork();
-  if (child == 0) {
-    std::ofstream("/proc/self/clear_refs") << 5;  // the parent's peak
-    const size_t before = PeakBytes();
-    const auto start = T_Clock::now();
-    const CResult<T_Loaded> loaded = LoadPicture(i_path, std::span(&i_size, 1), {});
-    const double taken = Since(start);
-    if (!loaded) std::abort();
-    const size_t made = loaded->m_vecPictures[0]->Bytes();
-    const auto beyond = static_cast<double>(PeakBytes()) - static_cast<double>(before + made);
-    std::printf("%-44s %9.1f ms   ratio %6.2f   %6.1f MiB and %6.1f beyond\n", i_pName,
-                taken / 1000, taken / i_decoded, static_cast<double>(made) / (1 << 20),
-                beyond / (1 << 20));
-    std::fflush(stdout);
-    _exit(0);
-  }
-  waitpid(child, nullptr, 0);
-}
-
-void Peaks() {
-  constexpr UInt32 kSide = CPicture::kMaxSide;
-  const std::pair<ELook, const char*> kLooks[] = {
-      {kOpaque, "plain"}, {kInterlaced, "interlaced"}, {kGlass, "with alpha"}};
-  const std::tuple<const char*, T_Extent, T_Extent> kShown[] = {
-      {"scaled to 1920x1080", {kW, kH}, {kW, kH}},
-      {"its own pixels, cut", {}, {kW, kH}},
-      {"all of its own pixels", {}, {kSide, kSide}}};
-  for (const auto& [look, name] : kLooks) {
-    const std::string path = WritePicture("/peak.png", kSide, kSide, look);
-    std::vector<UInt32> pixels(size_t{kSide} * kSide);
     const double decoded = BareDecode(path, pixels);
-    pixels = {};
-    for (const auto& [how, scaled, room] : kShown)
-      PrintPeak((std::string(name) + ", " + how).c_str(), path, {scaled, room}, decoded);
+    row.Add(i_watch.Shown(Icon(0x202, path)), decoded);
   }
+  Handled(HideIcons());
+  i_bench.Print("first-show", row, "any core");
 }
 
-void TextBesideDecode(const CLayerWatch& i_watch) {
-  const std::string huge =
-      WritePicture("/huge.png", CPicture::kMaxSide, CPicture::kMaxSide, kOpaque);
-  std::vector<double> alone;
-  std::vector<double> beside;
-  const auto texts = [&](std::vector<double>& io_times) {
-    for (int i = 0; i < 200; ++i) {
-      io_times.push_back(i_watch.Shown(Text(0x101)));
-      CThread::Sleep(2);
-    }
-  };
-  for (UInt32 turn = 0; turn < 3; ++turn) {
-    texts(alone);
-    const T_ModuleMsg msg = Icon(0x203, huge, 4000);
-    if (SendSyncAndAsyncMsg(&msg, 0) == 0) std::abort();
-    texts(beside);
-    const T_ModuleMsg hide = HideIcons();  // which ends the decode
-    SendSyncAndAsyncMsg(&hide, 0);
-    CThread::Sleep(500);
+T_Figures Texts(const CLayerWatch& i_watch) {
+  T_Figures times;
+  for (int i = 0; i < 100; ++i) {
+    times.push_back(i_watch.Shown(Text(0x101)));
+    CThread::Sleep(2);
   }
-  Print("text shown", alone, alone);
-  Print("text shown while 64 Mpixel are decoded", beside, alone);
+  return times;
+}
+
+void TextBesideDecode(const CBench& i_bench, const CLayerWatch& i_watch) {
+  const std::string huge = WritePicture("/huge.png", kMaxPictureSide, kMaxPictureSide, false);
+  T_Row median;
+  T_Row p99;
+  for (UInt32 round = 0; round < i_bench.Rounds(); ++round) {
+    const T_Figures alone = Texts(i_watch);
+    const T_ModuleMsg msg = Icon(0x203, huge, 4000);
+    if (SendSyncAndAsyncMsg(&msg, 0) == 0) Die("the bus refused an icon");
+    const T_Figures beside = Texts(i_watch);
+    Handled(HideIcons());  // which ends the decode
+    CThread::Sleep(300);
+    median.Add(Percentile(beside, 50), Percentile(alone, 50));
+    p99.Add(Percentile(beside, 99), Percentile(alone, 99));
+  }
+  const char* const pNote = "any core; alone they sleep between texts, every 2 ms";
+  i_bench.Print("text-beside-decode", median, pNote);
+  i_bench.Print("text-beside-decode-p99", p99, pNote);
+}
+
+// Of a text that comes new each time.
+double NewText(UInt16 i_u16Seq, UInt16 i_u16Output = 0) {
+  T_Figures times;
+  for (int i = 0; i < 50; ++i) {
+    times.push_back(Handled(Text(i_u16Seq, i_u16Output)));
+    Handled(Message(T_OsdDelete{i_u16Seq}));
+  }
+  return Percentile(times, 50);
+}
+
+void Listed(const CBench& i_bench) {
+  T_Row row;
+  for (UInt32 round = 0; round < i_bench.Rounds(); ++round) {
+    Handled(Message(T_OsdDelete{kEveryElement}));
+    const double alone = NewText(0x101);
+    for (UInt8 i = 2; i <= 65; ++i) Handled(Text(Element(1, i)));
+    row.Add(NewText(0x101), alone);
+  }
+  Handled(Message(T_OsdDelete{kEveryElement}));
+  i_bench.Print("listed-65", row);
+}
+
+void Outputs(const CBench& i_bench) {
+  for (SInt32 output = 1; output < 8; ++output) Init(output);
+  T_Row row;
+  for (UInt32 round = 0; round < i_bench.Rounds(); ++round) {
+    const double one = NewText(0x102, 3);
+    row.Add(NewText(0x101, kEveryOutput), one);
+  }
+  i_bench.Print("outputs-8", row);
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const CBench bench(argc, argv);
   prctl(PR_SET_TIMERSLACK, 1);
-  std::printf(
-      "a PNG of 8192x8192 beside libpng's bare decode; the picture made, and the peak beyond\n");
-  Peaks();
   CThread::Initialize(0x180000);
   g_objOsdHifb.Start();
-  T_ModuleMsg init = Message(T_OsdInit{{0, 0, 0, 0, kW, kH}});
-  init.m_u32MsgType = kSyncMsg;
-  if (SendSyncAndAsyncMsg(&init, 0) == 0) return 1;
+  Init(0);
   {
     const CLayerWatch watch;
-    std::printf("from the request to the refreshed layer\n");
-    CachedIcon(watch, "opaque 512x512 icon from the cache / memcpy", kOpaque);
-    CachedIcon(watch, "translucent one / memcpy", kGlass);
-    FirstShow(watch);
-    TextBesideDecode(watch);
+    if (bench.Wants({"icon-opaque"})) CachedIcon(bench, watch, "icon-opaque", false);
+    if (bench.Wants({"icon-translucent"})) CachedIcon(bench, watch, "icon-translucent", true);
+    if (bench.Wants({"first-show"})) FirstShow(bench, watch);
+    if (bench.Wants({"text-beside-decode", "text-beside-decode-p99"}))
+      TextBesideDecode(bench, watch);
+    if (bench.Wants({"listed-65"})) Listed(bench);
+    if (bench.Wants({"outputs-8"})) Outputs(bench);
   }
   g_objOsdHifb.Stop();
   return 0;
