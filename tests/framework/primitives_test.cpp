@@ -191,12 +191,13 @@ struct T_Taker : CThread {
 TEST(QueueBlocking, UnlimitedWaitEndsForEveryElementAndEveryStop) {
   CThread::Initialize(0x180000);
   for (int round = 0; round < 500; ++round) {
-    CQueueElem a, b;
+    CQueueElem aElems[2];
     T_Taker taker;
     taker.Start();
-    taker.m_queue.EnQueue(&a);
-    while (round % 2 != 0 && taker.m_taken == 0) sched_yield();
-    taker.m_queue.EnQueue(&b);
+    for (UInt32 i = 0; i < 2; ++i) {
+      taker.m_queue.EnQueue(&aElems[i]);
+      while (round % 2 != 0 && taker.m_taken <= i) sched_yield();
+    }
     taker.RequestStop();
     taker.m_queue.WakeWaiters();
     taker.Join();

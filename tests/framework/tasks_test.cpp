@@ -158,8 +158,8 @@ TEST(Tasks, NoSignalReachesAThreadThatIsBeingRemoved) {
       tasks.emplace_back([&, i](T_Scripted* i_pTask, auto) {
         ++runs;
         if (i == 0) i_pTask->Signal(CTask::kWriteEvent);
-        if (i == 1 || i == 2) CThread::Sleep(2);  // the other one's time comes meanwhile
-        return i == 0 || i > 3 ? 0 : i == 3 ? 3600000 : 1;
+        if (i == 1 || i == 5) CThread::Sleep(2);  // on one thread: the other's time comes meanwhile
+        return i == 1 || i == 5 ? 1 : i == 3 ? 3600000 : 0;
       });
     CTaskThreadPool::AddThreads(4);
     const auto signalAll = [&] {
