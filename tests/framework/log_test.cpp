@@ -272,7 +272,7 @@ int Overflow(volatile int* i_p) {
 
 TEST(Log, ACrashWritesWhatWasLoggedAndStaysThatCrash) {
   const std::pair<int, void (*)()> aCrashes[] = {
-      {SIGSEGV, [] { *static_cast<volatile int*>(nullptr) = 1; }},
+      {SIGSEGV, [] { const_cast<volatile char&>(*"read-only") = 1; }},
       {SIGSEGV,
        [] {
          volatile int start = 0;
