@@ -21,18 +21,7 @@ struct T_Lanes {
 template <UInt32 kLanes>
 using T_Vector = typename T_Lanes<kLanes>::T_Type;
 
-// What a row of so many pixels takes: one word more before its first pixel, for what its first mask
-// word has left of that, and two behind its last, which are looked at with the last.
-constexpr UInt32 RowWords(UInt32 i_u32W) { return (i_u32W + kWordBits - 1) / kWordBits + 3; }
-
-// Some rows of a part as bits: word i of row r is m_aWords[i * m_u32Stride + r]. The part begins at
-// bit kWordBits. Small enough to leave the most of a first level cache to others.
-struct T_BitRows {
-  UInt32 m_u32Stride;
-  alignas(64) UInt32 m_aWords[RowWords(T_CellPart::kMaxW) * (T_MaskWords::kSlack + 1)];
-};
-
-// The colours, apart from the part: stores to the canvas do not make the compiler read them again.
+// By value: stores to the canvas do not make the compiler read it again.
 struct T_Paint {
   UInt32 m_u32Foreground;
   UInt32 m_u32Background;
@@ -43,8 +32,8 @@ struct T_Paint {
 // that completes them, the next words begin with what is left of it.
 template <UInt32 kLanes>
 ALWAYS_INLINE void JoinColumn(const UInt32* i_pMask, UInt32 i_u32Shift, Bool i_bCompletes,
-                              UInt32 i_u32Stride, UInt32* io_pWords) {
-  for (UInt32 row = 0; row < i_u32Stride; row += kLanes) {
+                              size_t i_stride, UInt32* io_pWords) {
+  for (size_t row = 0; row < i_stride; row += kLanes) {
     T_Vector<kLanes> mask;
     T_Vector<kLanes> words;
     std::memcpy(&mask, i_pMask + row, sizeof(mask));
@@ -53,18 +42,19 @@ ALWAYS_INLINE void JoinColumn(const UInt32* i_pMask, UInt32 i_u32Shift, Bool i_b
     std::memcpy(io_pWords + row, &words, sizeof(words));
     if (!i_bCompletes) continue;
     mask = mask >> (kWordBits - 1 - i_u32Shift) >> 1;
-    std::memcpy(io_pWords + i_u32Stride + row, &mask, sizeof(mask));
+    std::memcpy(io_pWords + i_stride + row, &mask, sizeof(mask));
   }
 }
 
+// o_rows.m_u32Stride rows from i_u32Row on, or as many as there are.
 template <UInt32 kLanes>
 ALWAYS_INLINE void Join(const T_CellPart& i_part, UInt32 i_u32Row, T_BitRows& o_rows) {
-  const UInt32 u32Stride = o_rows.m_u32Stride;
+  const size_t stride = o_rows.m_u32Stride;
   const UInt32 u32End = kWordBits + i_part.m_u32W;
   UInt32 u32Column = i_part.m_u32X / kWordBits;
   UInt32 u32Bit = kWordBits - i_part.m_u32X % kWordBits;
-  UInt32* pWords = o_rows.m_aWords + u32Bit / kWordBits * u32Stride;
-  std::memset(pWords, 0, u32Stride * sizeof(UInt32));
+  UInt32* pWords = o_rows.m_aWords + u32Bit / kWordBits * stride;
+  std::memset(pWords, 0, stride * sizeof(UInt32));
   for (const UInt32* const* ppMask = i_part.m_ppMask; u32Bit < u32End; ++ppMask, u32Column = 0) {
     const UInt32* pMask = *ppMask + size_t{u32Column} * i_part.m_u32CellH + i_u32Row;
     UInt32 u32Left = i_part.m_u32CellW - u32Column * kWordBits;
@@ -72,13 +62,13 @@ ALWAYS_INLINE void Join(const T_CellPart& i_part, UInt32 i_u32Row, T_BitRows& o_
       const UInt32 u32Bits = std::min(u32Left, kWordBits);
       const UInt32 u32Shift = u32Bit % kWordBits;
       const Bool bCompletes = u32Shift + u32Bits >= kWordBits;
-      JoinColumn<kLanes>(pMask, u32Shift, bCompletes, u32Stride, pWords);
-      if (bCompletes) pWords += u32Stride;
+      JoinColumn<kLanes>(pMask, u32Shift, bCompletes, stride, pWords);
+      if (bCompletes) pWords += stride;
       u32Left -= u32Bits;
       u32Bit += u32Bits;
     }
   }
-  std::memset(pWords + u32Stride, 0, u32Stride * sizeof(UInt32));
+  std::memset(pWords + stride, 0, stride * sizeof(UInt32));
 }
 
 // The pixels of kLanes bits, the first of them bit kFirst.
@@ -141,72 +131,104 @@ ALWAYS_INLINE void PutTail(const T_Paint& i_paint, UInt32 i_u32Bits, UInt32 i_u3
   if constexpr (kLanes > 1) PutTail<kLanes / 2>(i_paint, i_u32Bits, i_u32Count, o_pPixels);
 }
 
+// A word from bit i_u32Shift of that one on.
+ALWAYS_INLINE UInt32 BitsFrom(const UInt32* i_pWord, size_t i_stride, UInt32 i_u32Shift) {
+  const UInt64 u64Both = UInt64{i_pWord[i_stride]} << kWordBits | i_pWord[0];
+  return static_cast<UInt32>(u64Both >> i_u32Shift);
+}
+
 // i_u32W pixels, from the second of the words at i_pWords on.
 template <UInt32 kLanes>
-ALWAYS_INLINE void PaintRow(const T_Paint& i_paint, const UInt32* i_pWords, UInt32 i_u32Stride,
+ALWAYS_INLINE void PaintRow(const T_Paint& i_paint, const UInt32* i_pWords, size_t i_stride,
                             UInt32 i_u32W, UInt32* o_pPixels) {
   const auto place = reinterpret_cast<std::uintptr_t>(o_pPixels) / sizeof(UInt32);
   const UInt32 u32Head = std::min(static_cast<UInt32>(-place % kLanes), i_u32W);
-  i_pWords += i_u32Stride;
-  UInt64 u64Bits = *i_pWords;
+  i_pWords += i_stride;
   PutHead<kLanes>(i_paint, *i_pWords, u32Head, o_pPixels);
   o_pPixels += u32Head;
-  const auto next = [&] {
-    i_pWords += i_u32Stride;
-    u64Bits |= UInt64{*i_pWords} << kWordBits;
-    const auto u32Bits = static_cast<UInt32>(u64Bits >> u32Head);
-    u64Bits >>= kWordBits;
-    return u32Bits;
-  };
   UInt32 u32Left = i_u32W - u32Head;
-  for (; u32Left >= kWordBits; u32Left -= kWordBits, o_pPixels += kWordBits)
-    PutWord<kLanes>(i_paint, next(), o_pPixels);
-  PutTail<kLanes>(i_paint, next(), u32Left, o_pPixels);
+  for (; u32Left >= kWordBits; u32Left -= kWordBits, o_pPixels += kWordBits, i_pWords += i_stride)
+    PutWord<kLanes>(i_paint, BitsFrom(i_pWords, i_stride, u32Head), o_pPixels);
+  PutTail<kLanes>(i_paint, BitsFrom(i_pWords, i_stride, u32Head), u32Left, o_pPixels);
 }
 
 template <UInt32 kLanes>
-ALWAYS_INLINE void Draw(const T_CellPart& i_part) {
+ALWAYS_INLINE void Paint(const T_CellTarget& i_target, const T_BitRows& i_rows, UInt32 i_u32Rows,
+                         UInt32 i_u32W, UInt32* o_pPixels) {
   T_Paint paint;
-  paint.m_u32Foreground = i_part.m_u32Foreground;
-  paint.m_u32Background = i_part.m_u32Background;
+  paint.m_u32Foreground = i_target.m_u32Foreground;
+  paint.m_u32Background = i_target.m_u32Background;
   if constexpr (kLanes == kGroup)
     for (UInt32 bits = 0; bits < std::size(paint.m_aGroups); ++bits)
       Put<kGroup>(paint, bits, paint.m_aGroups[bits]);
-  T_BitRows rows;
-  const UInt32 u32Fit =
-      static_cast<UInt32>(std::size(rows.m_aWords)) / RowWords(i_part.m_u32W) / kLanes * kLanes;
-  UInt32* pPixels = i_part.m_pPixels;
-  for (UInt32 from = 0; from < i_part.m_u32H; from += u32Fit) {
-    const UInt32 u32Rows = std::min(u32Fit, i_part.m_u32H - from);
-    rows.m_u32Stride = (u32Rows + kLanes - 1) / kLanes * kLanes;
-    Join<kLanes>(i_part, i_part.m_u32Y + from, rows);
-    for (UInt32 row = 0; row < u32Rows; ++row, pPixels += i_part.m_u32Pitch)
-      PaintRow<kLanes>(paint, rows.m_aWords + row, rows.m_u32Stride, i_part.m_u32W, pPixels);
-  }
+  const size_t stride = i_rows.m_u32Stride;
+  const size_t pitch = i_target.m_u32Pitch;
+  const UInt32* const pEnd = i_rows.m_aWords + i_u32Rows;
+  for (const UInt32* pWords = i_rows.m_aWords; pWords != pEnd; ++pWords, o_pPixels += pitch)
+    PaintRow<kLanes>(paint, pWords, stride, i_u32W, o_pPixels);
 }
 
-void Draw128(const T_CellPart& i_part) { Draw<4>(i_part); }
+}  // namespace
+
+// The same loops, made for what the processor has.
+struct T_CellLoops {
+  UInt32 m_u32Lanes;
+  void (*m_pJoin)(const T_CellPart&, UInt32, T_BitRows&);
+  void (*m_pPaint)(const T_CellTarget&, const T_BitRows&, UInt32, UInt32, UInt32*);
+};
+
+#define LOOPS(bits, target)                                                                        \
+  target void Join##bits(const T_CellPart& i_part, UInt32 i_u32Row, T_BitRows& o_rows) {           \
+    Join<bits / kWordBits>(i_part, i_u32Row, o_rows);                                              \
+  }                                                                                                \
+  target void Paint##bits(const T_CellTarget& i_target, const T_BitRows& i_rows, UInt32 i_u32Rows, \
+                          UInt32 i_u32W, UInt32* o_pPixels) {                                      \
+    Paint<bits / kWordBits>(i_target, i_rows, i_u32Rows, i_u32W, o_pPixels);                       \
+  }                                                                                                \
+  constexpr T_CellLoops kLoops##bits{bits / kWordBits, Join##bits, Paint##bits};
+
+namespace {
+
+LOOPS(128, )
 #ifdef __x86_64__
-[[gnu::target("avx2")]] void Draw256(const T_CellPart& i_part) { Draw<8>(i_part); }
-[[gnu::target("avx512f")]] void Draw512(const T_CellPart& i_part) { Draw<16>(i_part); }
+LOOPS(256, [[gnu::target("avx2")]])
+LOOPS(512, [[gnu::target("avx512f")]])
 #endif
 
 }  // namespace
 
-T_DrawPart PartDrawer(UInt32 i_u32Bits) {
+const T_CellLoops* CellLoops(UInt32 i_u32Bits) {
 #ifdef __x86_64__
-  if (i_u32Bits == 512 && __builtin_cpu_supports("avx512f")) return Draw512;
-  if (i_u32Bits == 256 && __builtin_cpu_supports("avx2")) return Draw256;
+  if (i_u32Bits == 512 && __builtin_cpu_supports("avx512f")) return &kLoops512;
+  if (i_u32Bits == 256 && __builtin_cpu_supports("avx2")) return &kLoops256;
 #endif
-  return i_u32Bits == 128 ? Draw128 : nullptr;
+  return i_u32Bits == 128 ? &kLoops128 : nullptr;
 }
 
-T_DrawPart WidestPartDrawer() {
-#ifdef OSD_VECTOR_BITS
-  return PartDrawer(OSD_VECTOR_BITS);
+const T_CellLoops* WidestCellLoops() {
+#ifdef OSD_VECTOR_BITS  // for measuring: what a processor with no wider ones would do
+  return CellLoops(OSD_VECTOR_BITS);
 #else
   for (const UInt32 u32Bits : {512U, 256U})
-    if (const T_DrawPart pDraw = PartDrawer(u32Bits)) return pDraw;
-  return PartDrawer(128);
+    if (const T_CellLoops* const pLoops = CellLoops(u32Bits)) return pLoops;
+  return CellLoops(128);
 #endif
+}
+
+void DrawPart(const T_CellPart& i_part, const T_CellTarget& i_target, const T_CellLoops& i_loops,
+              T_BitRows& io_rows) {
+  const UInt32 u32Lanes = i_loops.m_u32Lanes;
+  const UInt32 u32Fit = static_cast<UInt32>(std::size(io_rows.m_aWords)) / BitWords(i_part.m_u32W) /
+                        u32Lanes * u32Lanes;
+  UInt32* pPixels = i_target.m_pPixels;
+  for (UInt32 from = 0; from < i_part.m_u32H; from += u32Fit) {
+    const UInt32 u32Rows = std::min(u32Fit, i_part.m_u32H - from);
+    if (i_part.m_u64Line == 0 || io_rows.m_stPart != i_part) {
+      io_rows.m_stPart = u32Rows == i_part.m_u32H ? i_part : T_CellPart{};
+      io_rows.m_u32Stride = (u32Rows + u32Lanes - 1) / u32Lanes * u32Lanes;
+      i_loops.m_pJoin(i_part, i_part.m_u32Y + from, io_rows);
+    }
+    i_loops.m_pPaint(i_target, io_rows, u32Rows, i_part.m_u32W, pPixels);
+    pPixels += size_t{u32Rows} * i_target.m_u32Pitch;
+  }
 }

@@ -1,5 +1,5 @@
 // Character cells: the masks that glyphs are kept as, and how a line of them is written on a
-// canvas. No state; any thread.
+// canvas.
 #pragma once
 
 #include "common/osd/canvas.h"
@@ -23,6 +23,7 @@ struct T_CellLine {
 
   T_Cell m_stCell;
   UInt32 m_u32Count = 0;
+  UInt64 m_u64Number = 0;  // as T_CellPart::m_u64Line
   // Borrowed. Null: the cell stays as it is on the canvas.
   const UInt32* m_apMask[kMaxCells];
 };
@@ -35,7 +36,7 @@ struct T_CellColours {
 
 // Writes i_line with its first cell's top left corner at that of i_place, as far as it lies in
 // i_clip, which lies within the canvas. Each row is written once, from left to right, and nothing is
-// read from the canvas.
+// read from the canvas. io_rows is for the caller to keep.
 void DrawCells(const T_CellLine& i_line, const T_CellColours& i_colours, const T_Canvas& i_canvas,
-               const T_Rect& i_place, const T_Rect& i_clip,
-               T_DrawPart i_pDraw = WidestPartDrawer());
+               const T_Rect& i_place, const T_Rect& i_clip, T_BitRows& io_rows,
+               const T_CellLoops& i_loops = *WidestCellLoops());

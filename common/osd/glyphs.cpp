@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 
 #include "common/osd/font_file.h"
 #include "framework/console.h"
@@ -73,6 +74,7 @@ CGlyphs::CGlyphs() = default;
 CGlyphs::~CGlyphs() = default;
 
 void CGlyphs::Release() {
+  m_stLine.m_u64Number = 0;
   m_pSize = nullptr;
   m_objSizes.Clear();
   m_pFont.reset();
@@ -133,6 +135,7 @@ Bool CGlyphs::HaveSize(UInt32 i_u32Size) {
 std::optional<T_Cell> CGlyphs::SetFont(UInt32 i_u32Size) {
   if (m_pSize == nullptr || m_pSize->m_u32Size != i_u32Size || m_bGlyphFailed) {
     m_bGlyphFailed = false;
+    m_stLine.m_u64Number = 0;
     if (!HaveFont() || !HaveSize(i_u32Size)) Release();
   }
   if (m_pSize == nullptr) return std::nullopt;
@@ -164,22 +167,30 @@ std::optional<const UInt32*> CGlyphs::RenderMask(UInt8 i_u8Char, const char* i_p
   return pMask;
 }
 
-T_CellLine CGlyphs::Cells(const char* i_pText) {
-  T_CellLine line;
+const T_CellLine& CGlyphs::Cells(const char* i_pText) {
+  T_CellLine& line = m_stLine;
+  if (line.m_u64Number != 0 && std::strcmp(m_szText, i_pText) == 0) return line;
+  line.m_u64Number = 0;
+  line.m_u32Count = 0;
   // What is left of a font that was lost would only draw half of every text.
   if (m_pSize == nullptr || m_pFont == nullptr) return line;
   line.m_stCell = m_pSize->m_stCell;
+  Bool bWhole = true;
   for (UInt32& count = line.m_u32Count; count < T_CellLine::kMaxCells; ++count) {
     const auto u8Char = static_cast<UInt8>(i_pText[count]);
+    m_szText[count] = i_pText[count];
     if (u8Char == 0) break;
     line.m_apMask[count] = m_pSize->m_apMask[u8Char].get();
     if (line.m_apMask[count] != nullptr) continue;
     const std::optional<const UInt32*> mask = RenderMask(u8Char, i_pText);
     if (!mask) {
       m_bGlyphFailed = true;
-      break;
+      return line;
     }
     line.m_apMask[count] = *mask;
+    bWhole = bWhole && *mask != nullptr;
   }
+  m_szText[line.m_u32Count] = 0;
+  if (bWhole) line.m_u64Number = ++m_u64Lines;
   return line;
 }

@@ -25,8 +25,9 @@ class CGlyphs {
 
   // The cells of i_pText, whose bytes are the character codes, kMaxCells of them at most. Their
   // masks are good until the next call. When a glyph cannot be had, with the reason on standard
-  // output, its cell and those behind it are missing.
-  T_CellLine Cells(const char* i_pText);
+  // output, its cell and those behind it are missing. A line has the same number as the one before
+  // when it is the same.
+  const T_CellLine& Cells(const char* i_pText);
 
  private:
   struct T_Font;
@@ -43,6 +44,9 @@ class CGlyphs {
   CFontSizes m_objSizes;
   // The size that is set, the one in use; null when none is.
   T_FontSize* m_pSize = nullptr;
+  T_CellLine m_stLine;
+  UInt64 m_u64Lines = 0;
+  char m_szText[T_CellLine::kMaxCells + 1];  // of m_stLine, when that has a number
   // A glyph could not be had: the next SetFont looks at the file, also when its size is the same.
   Bool m_bGlyphFailed = false;
 };

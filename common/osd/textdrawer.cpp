@@ -40,8 +40,8 @@ Bool CTextDrawer::DrawOsdInfo(const T_Layout& i_layout, EDrawMode i_eMode, const
       ClearRect(i_canvas, part);
       continue;
     }
-    const T_CellLine cells = m_objGlyphs.Cells(i_layout.Text(line));
-    DrawCells(cells, m_stColours, i_canvas, place, part);
+    const T_CellLine& cells = m_objGlyphs.Cells(i_layout.Text(line));
+    DrawCells(cells, m_stColours, i_canvas, place, part, m_stRows);
     if (cells.m_u32Count < i_layout.m_aLines[line].m_u32Length) bDrawn = false;
   }
   return bDrawn;

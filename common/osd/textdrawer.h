@@ -29,4 +29,5 @@ class CTextDrawer {
  private:
   CGlyphs m_objGlyphs;
   T_CellColours m_stColours;
+  T_BitRows m_stRows;
 };

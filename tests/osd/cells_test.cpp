@@ -17,8 +17,10 @@ UInt32 Below(UInt32 i_u32End) {
 
 // A line of random cells, a few without a mask, at a random place and clip: each pixel has the
 // colour of its bit, all others and those around the canvas stay.
-void ExpectPixels(const T_Cell& i_cell, UInt32 i_u32Count, T_DrawPart i_pDraw) {
-  T_CellLine line{i_cell, i_u32Count, {}};
+void ExpectPixels(const T_Cell& i_cell, UInt32 i_u32Count, const T_CellLoops& i_loops) {
+  static T_BitRows s_rows;
+  static UInt64 s_u64Lines = 0;
+  T_CellLine line{i_cell, i_u32Count, ++s_u64Lines, {}};
   std::vector<std::vector<UInt32>> masks(i_u32Count, std::vector<UInt32>(i_cell.MaskWords(), ~0U));
   for (UInt32 cell = 0; cell < i_u32Count; ++cell) {
     for (UInt32& word : masks[cell]) word = Below(1 << 30);
@@ -45,16 +47,19 @@ void ExpectPixels(const T_Cell& i_cell, UInt32 i_u32Count, T_DrawPart i_pDraw) {
       expected[u32Front + size_t{y} * u32W + x] =
           u32Word >> u32Column % 32 & 1 ? kColours.m_u32Foreground : kColours.m_u32Background;
     }
-  DrawCells(line, kColours, {memory.data() + u32Front, u32W, u32H}, place, clip, i_pDraw);
-  ASSERT_TRUE(memory == expected) << i_cell.m_u32W << 'x' << i_cell.m_u32H << '*' << i_u32Count;
+  for (int i = 0; i < 2; ++i) {  // the second one with bits that are kept
+    std::fill(memory.begin(), memory.end(), kGuard);
+    DrawCells(line, kColours, {memory.data() + u32Front, u32W, u32H}, place, clip, s_rows, i_loops);
+    ASSERT_TRUE(memory == expected) << i_cell.m_u32W << 'x' << i_cell.m_u32H << '*' << i_u32Count;
+  }
 }
 
 TEST(Cells, EveryVectorWidthDrawsEachPixelByItsBit) {
   for (const UInt32 u32Bits : {128U, 256U, 512U}) {
-    const T_DrawPart pDraw = PartDrawer(u32Bits);
-    for (int i = 0; pDraw != nullptr && i < 1000; ++i)
-      ExpectPixels({1 + Below(70), 1 + Below(40)}, 1 + Below(64), pDraw);
-    if (pDraw != nullptr) ExpectPixels({310, 50}, 64, pDraw);  // more than is joined at a time
+    const T_CellLoops* const pLoops = CellLoops(u32Bits);
+    for (int i = 0; pLoops != nullptr && i < 1000; ++i)
+      ExpectPixels({1 + Below(70), 1 + Below(40)}, 1 + Below(64), *pLoops);
+    if (pLoops != nullptr) ExpectPixels({310, 50}, 64, *pLoops);  // more than is joined at a time
   }
 }
 
