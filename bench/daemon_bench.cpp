@@ -8,10 +8,8 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <optional>
 #include <random>
-#include <thread>
 
 #include "bench/bench.h"
 #include "platform/soft/layer_file.h"
@@ -30,7 +28,7 @@ static_assert(sizeof(kText) - 1 == 40);
 
 using T_Command = std::vector<std::string>;
 
-UInt32 LastCore() { return std::thread::hardware_concurrency() - 1; }
+UInt32 LastCore() { return static_cast<UInt32>(sysconf(_SC_NPROCESSORS_ONLN)) - 1; }
 
 // A child process on one processor, or on any. It ends with this object, and with the benchmark.
 class CProcess {
