@@ -27,7 +27,6 @@ EVERY_ELEMENT = 65535
 IMAGE_CLASS = 2
 EVERY_OUTPUT = 255
 MAX_ENTRIES = 16  # of MppBatchShow
-MAX_EDID = 4073  # bytes
 MASK_POSITION = 0x1
 MASK_FONT_SIZE = 0x2
 MASK_TEXT_COLOUR = 0x4
@@ -143,7 +142,7 @@ def _pack(fields, values):
         elif kind == "b":
             parts += [_pack(_ENTRY_FIELDS, dict(zip(_ENTRY_NAMES, entry))) for entry in value]
         elif kind == "e" and values["edid_presence"] == 2:
-            parts.append(struct.pack("<H", len(value[:MAX_EDID])) + value[:MAX_EDID])
+            parts.append(struct.pack("<H", len(value)) + value)
         elif kind != "e" and (not bit or values["flag"] & bit):
             parts.append(struct.pack(_INTS[width], len(value)) + value)
     return b"".join(parts)
@@ -164,7 +163,7 @@ def _unpack(fields, reader, param_len):
             values[name] = tuple(
                 tuple(_unpack(_ENTRY_FIELDS, reader, 0).values()) for _ in range(num))
         elif kind == "e" and values["edid_presence"] == 2:
-            values[name] = reader.whole(min(reader.int("2"), MAX_EDID))
+            values[name] = reader.whole(reader.int("2"))
         elif kind != "e" and (not bit or values["flag"] & bit):
             count = reader.int(width)
             values[name] = reader.whole(count if kind != "p" or count > 1 else 0)

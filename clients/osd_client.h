@@ -37,7 +37,6 @@ extern "C" {
 #define OSD_IMAGE_CLASS 2u
 #define OSD_EVERY_OUTPUT 255u
 #define OSD_MAX_ENTRIES 16u /* of MppBatchShow */
-#define OSD_MAX_EDID 4073u /* bytes */
 #define OSD_MASK_POSITION 0x1u
 #define OSD_MASK_FONT_SIZE 0x2u
 #define OSD_MASK_TEXT_COLOUR 0x4u
@@ -453,15 +452,6 @@ static inline void osd_path32(osd_codec *c, uint32_t *length, const char **path)
   osd_bytes(c, path, *length);
 }
 
-/* A longer one counts as this long. */
-static inline void osd_edid16(osd_codec *c, uint16_t *length, const char **edid) {
-  if (c->out && !*edid) *length = 0;
-  if (*length > OSD_MAX_EDID) *length = OSD_MAX_EDID;
-  osd_u16(c, length);
-  if (*length > OSD_MAX_EDID) *length = OSD_MAX_EDID;
-  osd_bytes(c, edid, *length);
-}
-
 static inline void osd_entries(osd_codec *c, unsigned num, osd_batch_entry *m) {
   unsigned i;
   if (num > OSD_MAX_ENTRIES || (!c->out && c->param_len != 3 + 10 * num)) {
@@ -642,7 +632,7 @@ static inline void osd_mpp_disp_status_chg_fields(osd_codec *c, osd_mpp_disp_sta
   osd_u16(c, &m->vout);
   osd_u8(c, &m->connected);
   osd_u8(c, &m->edid_presence);
-  if (m->edid_presence == 2) osd_edid16(c, &m->edid_len, &m->edid);
+  if (m->edid_presence == 2) osd_text16(c, &m->edid_len, &m->edid);
 }
 
 static inline void osd_mpp_adjust_audio_delay_fields(osd_codec *c, osd_mpp_adjust_audio_delay *m) {

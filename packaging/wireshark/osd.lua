@@ -244,7 +244,7 @@ end
 local function learn_request(pinfo, head, result)
   if not result then result = check_seq(pinfo.src_port, head.seq) end
   facts[pinfo.number] = {result = result}
-  pending[request_key(pinfo.src_port, result, head)] = {frame = pinfo.number, time = pinfo.abs_ts}
+  pending[request_key(pinfo.src_port, result, head)] = {frame = pinfo.number, time = pinfo.rel_ts}
 end
 
 local function learn_from_daemon(pinfo, head, values)
@@ -260,7 +260,7 @@ local function learn_from_daemon(pinfo, head, values)
   local request = pending[key]
   if not request then return end
   pending[key] = nil
-  fact.request, fact.time = request.frame, pinfo.abs_ts - request.time
+  fact.request, fact.time = request.frame, pinfo.rel_ts - request.time
   facts[request.frame].response = pinfo.number
 end
 
@@ -306,10 +306,7 @@ local function add_counted(reader, tree, word, values)
   local count = values[word.length.name]
   if word.kind == "p" and count < 2 then count = 0 end
   if word.kind == "e" then count = math.min(count, MAX_EDID) end
-  if reader.at + count > READABLE then
-    reader.result = 8
-    count = math.max(0, reader.tvb:len() - reader.at)
-  end
+  if reader.at + count > READABLE then reader.result = 8 end
   add_bytes(reader, tree, word, values, count)
 end
 

@@ -36,7 +36,8 @@ class Script:
 
 
 def fare(probe, replies):
-    """The C client's result, the numbers that were sent, and the daemons that were heard."""
+    """The C client's result, the daemons that were heard, the messages that were no answer, and the
+    numbers that were sent."""
     Script.sent, Script.replies = [], [bytes.fromhex(reply[1:]) for reply in replies]
     result = 0
     try:
@@ -47,11 +48,12 @@ def fare(probe, replies):
         result = 12 if silence.nobody else 11
     except OSError:
         result = 13
-    return [result, peer.generation, *Script.sent]
+    return [result, peer.generation, len(others), *Script.sent]
 
 
 with mock.patch("socket.socket", lambda *_: Script()), mock.patch("osd.Peer._drop_waiting"):
-    peer = osd.Peer(9640, timeout=1000)
+    others = []
+    peer = osd.Peer(9640, timeout=1000, other=others.append)
 osd.time.monotonic = lambda: Script.now
 
 for line in sys.stdin:

@@ -64,6 +64,19 @@ std::vector<T_Case> AllCases() {
 #define OSD_MESSAGE(i_id, i_Name, i_Record, ...) AddCases<i_Record>(i_id, random, cases);
 #define OSD_ERROR_REPLY(i_id, i_Name, i_Record) AddCases<i_Record>(i_id, random, cases);
 #include "protocol/messages.def"
+  const auto add = [&]<class Message>(UInt32 i_u32Id, const Bytes& i_body) {
+    cases.push_back(CaseOf<Message>(Datagram(7, i_u32Id, i_body)));
+  };
+  for (const UInt32 length : {0U, 1U, 2U})
+    add.operator()<T_MsgOsdGuideShow>(kGuide, Pack(0, length, std::string("/a")));
+  for (UInt16 length = 4054; length < 4057; ++length)
+    add.operator()<T_MsgOsdStringShow>(kText,
+                                       Pack(0, 0x10, 0, 0, 0, UInt16{}, length, Bytes(4054)));
+  add.operator()<T_MsgMppDispStatusChg>(kMsgMppDispStatusChg,
+                                        Pack(UInt16{}, UInt16{0x200}, UInt16{5000}));
+  for (UInt8 entries = 16; entries < 18; ++entries)
+    add.operator()<T_MsgMppBatchShow>(kMsgMppBatchShow,
+                                      Pack(UInt16{}, entries, Bytes(10U * entries)));
   return cases;
 }
 
@@ -146,6 +159,7 @@ struct T_Script {
   std::vector<Bytes> m_replies;
   std::vector<Bytes> m_sent;
   UInt32 m_u32Now = 0;
+  UInt32 m_u32Others = 0;
 };
 
 osd_result Send(osd_client* i_pClient, const UInt8* i_pData, size_t i_length) {
@@ -170,6 +184,9 @@ class CClient : public testing::Test {
   CClient() {
     EXPECT_EQ(osd_start(&m_client, 9640), OSD_DONE);
     m_client.send = Send, m_client.receive = Receive, m_client.now = Now, m_client.user = &m_script;
+    m_client.other = [](osd_client* i_pClient, const osd_message*) {
+      ++static_cast<T_Script*>(i_pClient->user)->m_u32Others;
+    };
   }
   ~CClient() override {
     EXPECT_EQ(::pclose(m_pPython), 0) << "the client in Python fares otherwise";
@@ -182,7 +199,8 @@ class CClient : public testing::Test {
     osd_message request = osd_make(OSD_ELEM_HIDE), reply;
     const osd_result eResult =
         i_bProbe ? osd_probe(&m_client) : osd_ask(&m_client, &request, &reply);
-    std::fprintf(m_pPython, "ask %d %u %u", i_bProbe, eResult, m_client.generation);
+    std::fprintf(m_pPython, "ask %d %u %u %u", i_bProbe, eResult, m_client.generation,
+                 m_script.m_u32Others);
     std::vector<UInt32> numbers;
     for (const Bytes& sent : m_script.m_sent) {
       numbers.push_back(DecodeHeader(sent.data()).m_u32Seq);
@@ -216,7 +234,8 @@ TEST_F(CClient, AsksAgainWithTheNextNumberUntilItsOwnAnswerComes) {
   EXPECT_THAT(Ask({none, Reply(9, 5)}), Pair(OSD_DONE, ElementsAre(5, 6)))
       << "the first one's, late";
   EXPECT_THAT(Ask({Reply(10, 7, 6), Reply(11, 8)}), Pair(OSD_DONE, ElementsAre(7, 8))) << "used";
-  EXPECT_THAT(Ask({Reply(12, 9, 8)}), Pair(OSD_BAD_PARAM_LEN, ElementsAre(9)));
+  EXPECT_THAT(Ask({Reply(12, 9, 0, kText), Reply(12, 9, 1), Reply(12, 9, 8)}),
+              Pair(OSD_BAD_PARAM_LEN, ElementsAre(9)));
   EXPECT_THAT(Ask({Datagram(13, 3, Pack(1), "RES")}), Pair(OSD_BAD_MAGIC, ElementsAre(10)));
   EXPECT_THAT(Ask({Reply(14, 11, 2)}), Pair(OSD_FAILURE, ElementsAre(11)));
   EXPECT_THAT(Ask({{OSD_SOCKET}}), Pair(OSD_SOCKET, ElementsAre(12)));
@@ -227,8 +246,8 @@ TEST_F(CClient, AsksAgainWithTheNextNumberUntilItsOwnAnswerComes) {
 TEST_F(CClient, NoticesEveryRestart) {
   Ask({Reply(100, 1)});
   EXPECT_TRUE(Fresh()) << "the first daemon is new, too";
-  Ask({Reply(200, 2)});
-  EXPECT_FALSE(Fresh());
+  EXPECT_THAT(Ask({Reply(200, 2, 0, kCalibrate)}, true), Pair(OSD_DONE, ElementsAre(2)));
+  EXPECT_FALSE(Fresh()) << "the first number is no sign";
   Ask({Reply(3, 3)});
   EXPECT_TRUE(Fresh()) << "its numbers went back";
   Ask({{OSD_NOBODY}, Reply(50, 5)});
