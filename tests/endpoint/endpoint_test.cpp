@@ -388,6 +388,7 @@ TEST_F(Commands, ABurstIsWorkedOffInSharesAndAKillWaitsForNone) {
   CUDPSocket next(nullptr, 0);
   ASSERT_EQ(next.Open(), 0);
   EXPECT_TRUE(Eventually([&] { return next.Bind(kLoopback, ntohs(port.sin_port)) == 0; }));
+  const std::lock_guard gate(g_attemptsGate);
   EXPECT_EQ(g_attempts.size(), 50U) << "after the kill";
   // The first one may share its run with the start.
   EXPECT_NEAR(static_cast<double>(std::ranges::count(g_attempts, g_attempts[0])), 31.5, 0.5);
