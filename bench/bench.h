@@ -72,11 +72,20 @@ inline std::string Json(const T_Figures& i_figures) {
   return "[" + text + "]";
 }
 
+// The fresh device root that bench/run made for this program, with all that the software screen
+// needs.
+inline std::string DeviceRoot() {
+  const char* const pRoot = std::getenv("OSD_ROOT");
+  if (pRoot == nullptr) Die("OSD_ROOT must name a fresh folder from tools/device-root");
+  return pRoot;
+}
+
 class CBench {
  public:
   CBench(int i_s32Argc, char** i_ppArgv) {
     if (i_s32Argc < 3 || std::atoi(i_ppArgv[1]) < 1)
       Die(std::string("usage: ") + i_ppArgv[0] + " ROUNDS ROW..., as bench/run calls it");
+    DeviceRoot();
     m_u32Rounds = static_cast<UInt32>(std::atoi(i_ppArgv[1]));
     m_setRows = {i_ppArgv + 2, i_ppArgv + i_s32Argc};
   }
@@ -101,14 +110,6 @@ class CBench {
   UInt32 m_u32Rounds;
   std::set<std::string> m_setRows;
 };
-
-// The fresh device root that bench/run made for this program, with all that the software screen
-// needs.
-inline std::string DeviceRoot() {
-  const char* const pRoot = std::getenv("OSD_ROOT");
-  if (pRoot == nullptr) Die("OSD_ROOT must name a fresh folder from tools/device-root");
-  return pRoot;
-}
 
 // Binds the calling thread, and what it starts, to one processor.
 inline void Pin(UInt32 i_u32Core) {

@@ -87,12 +87,13 @@ class CLayerWatch {
     m_pHeader = static_cast<const T_LayerHeader*>(pFile);
   }
   UInt64 Sequence() const { return __atomic_load_n(&m_pHeader->m_u64Sequence, __ATOMIC_ACQUIRE); }
-  // Sends i_msg and waits for the end of the refresh that it leads to. Microseconds.
-  double Shown(const T_ModuleMsg& i_msg) const {
+  // Sends i_msg and waits for the end of the refresh that it leads to, looking every i_u32LookUs so
+  // as not to take a core from those that work. Microseconds.
+  double Shown(const T_ModuleMsg& i_msg, UInt32 i_u32LookUs = 2) const {
     const UInt64 u64Before = Sequence();
     const auto start = T_Clock::now();
     if (SendSyncAndAsyncMsg(&i_msg, 0) == 0) std::abort();
-    while (Sequence() < u64Before + 2) usleep(2);  // not to take a core from those that work
+    while (Sequence() < u64Before + 2) usleep(i_u32LookUs);
     return Since(start);
   }
 
@@ -201,7 +202,7 @@ void FirstShow(const CBench& i_bench, const CLayerWatch& i_watch) {
     const timespec aTimes[] = {time, time};
     utimensat(AT_FDCWD, path.c_str(), aTimes, 0);
     const double decoded = BareDecode(path, pixels);
-    row.Add(i_watch.Shown(Icon(0x202, path)), decoded);
+    row.Add(i_watch.Shown(Icon(0x202, path), 300), decoded);
   }
   Handled(HideIcons());
   i_bench.Print("first-show", row, "any core");
