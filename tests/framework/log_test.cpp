@@ -1,6 +1,7 @@
 #include "framework/log.h"
 
 #include <gmock/gmock.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -272,7 +273,11 @@ int Overflow(volatile int* i_p) {
 
 TEST(Log, ACrashWritesWhatWasLoggedAndStaysThatCrash) {
   const std::pair<int, void (*)()> aCrashes[] = {
-      {SIGSEGV, [] { const_cast<volatile char&>(*"read-only") = 1; }},
+      {SIGSEGV,
+       [] {
+         *static_cast<volatile char*>(
+             mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) = 1;
+       }},
       {SIGSEGV,
        [] {
          volatile int start = 0;
