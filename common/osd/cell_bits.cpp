@@ -10,9 +10,13 @@
 namespace {
 
 constexpr UInt32 kWordBits = T_MaskWords::kPixels;
-// Pixels of the narrowest vectors. Those are looked up by their bits, which takes fewer
-// instructions than to select them; of wider ones there would be too many.
 constexpr UInt32 kGroup = 4;
+// Without an instruction that selects, it takes fewer of them to look four pixels up by their bits.
+#ifdef __SSE2__
+constexpr UInt32 kLookedUp = kGroup;
+#else
+constexpr UInt32 kLookedUp = 0;
+#endif
 
 template <UInt32 kLanes>
 struct T_Lanes {
@@ -25,7 +29,7 @@ using T_Vector = typename T_Lanes<kLanes>::T_Type;
 struct T_Paint {
   UInt32 m_u32Foreground;
   UInt32 m_u32Background;
-  alignas(16) UInt32 m_aGroups[1U << kGroup][kGroup];  // set for the narrowest vectors
+  alignas(16) UInt32 m_aGroups[1U << kGroup][kGroup];  // set if they are looked up
 };
 
 // Adds a mask column, a word of each row, from bit i_u32Shift of the words at io_pWords on. When
@@ -86,16 +90,8 @@ ALWAYS_INLINE void Put(const T_Paint& i_paint, UInt32 i_u32Bits, UInt32* o_pPixe
   }
 }
 
-template <UInt32 kLanes, UInt32 kFirst = 0>
-ALWAYS_INLINE void PutWord(const T_Paint& i_paint, UInt32 i_u32Bits, UInt32* o_pPixels) {
-  Put<kLanes, kFirst>(i_paint, i_u32Bits, o_pPixels + kFirst);
-  if constexpr (kFirst + kLanes < kWordBits)
-    PutWord<kLanes, kFirst + kLanes>(i_paint, i_u32Bits, o_pPixels);
-}
-
 // Two groups for each byte. Four bits in its upper half are where their group begins.
-template <>
-ALWAYS_INLINE void PutWord<kGroup>(const T_Paint& i_paint, UInt32 i_u32Bits, UInt32* o_pPixels) {
+ALWAYS_INLINE void LookUpWord(const T_Paint& i_paint, UInt32 i_u32Bits, UInt32* o_pPixels) {
   constexpr size_t kBytes = sizeof(i_paint.m_aGroups[0]);
   static_assert(kBytes == 1U << kGroup);
   const auto* const pGroups = reinterpret_cast<const UInt8*>(i_paint.m_aGroups);
@@ -106,6 +102,17 @@ ALWAYS_INLINE void PutWord<kGroup>(const T_Paint& i_paint, UInt32 i_u32Bits, UIn
     std::memcpy(o_pPixels + kGroup, pGroups + (u32High & 0xFF), kBytes);
     u32Low >>= 8;
     u32High >>= 8;
+  }
+}
+
+template <UInt32 kLanes, UInt32 kFirst = 0>
+ALWAYS_INLINE void PutWord(const T_Paint& i_paint, UInt32 i_u32Bits, UInt32* o_pPixels) {
+  if constexpr (kLanes == kLookedUp) {
+    LookUpWord(i_paint, i_u32Bits, o_pPixels);
+  } else {
+    Put<kLanes, kFirst>(i_paint, i_u32Bits, o_pPixels + kFirst);
+    if constexpr (kFirst + kLanes < kWordBits)
+      PutWord<kLanes, kFirst + kLanes>(i_paint, i_u32Bits, o_pPixels);
   }
 }
 
@@ -158,7 +165,7 @@ ALWAYS_INLINE void Paint(const T_CellTarget& i_target, const T_BitRows& i_rows, 
   T_Paint paint;
   paint.m_u32Foreground = i_target.m_u32Foreground;
   paint.m_u32Background = i_target.m_u32Background;
-  if constexpr (kLanes == kGroup)
+  if constexpr (kLanes == kLookedUp)
     for (UInt32 bits = 0; bits < std::size(paint.m_aGroups); ++bits)
       Put<kGroup>(paint, bits, paint.m_aGroups[bits]);
   const size_t stride = i_rows.m_u32Stride;
