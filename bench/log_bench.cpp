@@ -1,103 +1,74 @@
-// What a log line costs, beside write(2) of the same ready bytes to the same kind of file, all in one
-// run: the caller's side alone, and everything that both threads do until the line is in the file.
-// A file in the working directory and the one that is given.
-
+// What a log line costs in processor time, beside write(2) of the same ready bytes to the same kind
+// of file: all that both threads do until the line is in the file, and the caller's side alone.
 #include <fcntl.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <ctime>
-#include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
+#include "bench/bench.h"
 #include "framework/log.h"
 #include "framework/thread.h"
-#include "framework/types.h"
 
 namespace {
 
-constexpr int kRounds = 200;
-constexpr int kLines = 1000;  // a round's: they fit into the log's memory
+constexpr UInt32 kLines = 1000;  // a round's: they fit into the log's memory
 
-double Now(clockid_t i_clock) {
+double Microseconds(clockid_t i_clock) {
   timespec now{};
   clock_gettime(i_clock, &now);
-  return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+  return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
 }
 
+// A line's, in us.
 struct T_Cost {
-  double m_caller = 0;  // ns of the calling thread, a line
-  double m_all = 0;     // ns of all threads, a line
+  double m_caller;
+  double m_all;
 };
 
-// The middle round: of the others some were interrupted.
-template <class T_Round>
-T_Cost Measure(const T_Round& i_round) {
-  std::vector<double> callers;
-  std::vector<double> all;
-  for (int round = 0; round < kRounds; ++round) {
-    const double process = Now(CLOCK_PROCESS_CPUTIME_ID);
-    const double caller = Now(CLOCK_THREAD_CPUTIME_ID);
-    i_round();
-    callers.push_back((Now(CLOCK_THREAD_CPUTIME_ID) - caller) / kLines);
-    CThread::Sleep(40);
-    all.push_back((Now(CLOCK_PROCESS_CPUTIME_ID) - process) / kLines);
-  }
-  std::ranges::nth_element(callers, callers.begin() + kRounds / 2);
-  std::ranges::nth_element(all, all.begin() + kRounds / 2);
-  return {callers[kRounds / 2], all[kRounds / 2]};
+template <class F>
+T_Cost Measure(F&& i_round) {
+  const double process = Microseconds(CLOCK_PROCESS_CPUTIME_ID);
+  const double caller = Microseconds(CLOCK_THREAD_CPUTIME_ID);
+  i_round();
+  const double callers = Microseconds(CLOCK_THREAD_CPUTIME_ID) - caller;
+  CThread::Sleep(80);  // the writer writes meanwhile
+  return {callers / kLines, (Microseconds(CLOCK_PROCESS_CPUTIME_ID) - process) / kLines};
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::filesystem::path folder = argc > 1 ? argv[1] : ".";
-  const std::string strLog = folder / "log_bench.log";
-  const std::string strConf = folder / "log_bench.conf";
-  std::ofstream(strConf) << "log4cpp.rootCategory=INFO\n"
-                            "log4cpp.category.CATEGORY=INFO, FILE\n"
-                            "log4cpp.appender.FILE=RollingFileAppender\n"
-                            "log4cpp.appender.FILE.fileName="
-                         << strLog
-                         << "\nlog4cpp.appender.FILE.maxFileSize=1048576\n"
-                            "log4cpp.appender.FILE.maxBackupIndex=1\n"
-                            "log4cpp.appender.FILE.layout=PatternLayout\n"
-                            "log4cpp.appender.FILE.layout.ConversionPattern="
-                            "%d{%Y-%m-%d %H:%M:%S.%l} %p %m%n\n";
+  const CBench bench(argc, argv);
+  if (!CLog::Configure((DeviceRoot() + "/usr/local/etc/ztosdlog.conf").c_str())) Die("no log");
   CThread::Initialize(0x40000);
-  if (!CLog::Configure(strConf.c_str())) return 1;
-  const auto log = [] {
-    for (int line = 0; line < kLines; ++line)
-      LOG_INFO("Recv from <%s:%u>, msg<%#x>, seq<%d>, %zu bytes", "127.0.0.1", 9636U, 0x1234U, line,
-               size_t{88});
-  };
-  const T_Cost stBefore = Measure(log);
   CLog::Start();
-  const T_Cost stOurs = Measure(log);
-  CLog::Shutdown();
-  std::string strLine;
-  std::ifstream lines(strLog);
-  while (strLine.empty() && std::getline(lines, strLine)) {
+  LOG_INFO("Recv from <%s:%u>, msg<%#x>, seq<%d>, %zu bytes", "127.0.0.1", 9636U, 0x1234U, 100,
+           size_t{88});
+  CThread::Sleep(200);
+  std::string line;
+  std::ifstream log(DeviceRoot() + "/var/log/osdsrv.log");
+  while (line.find("Recv") == line.npos && std::getline(log, line)) continue;
+  if (line.empty()) Die("the log has no line");
+  line += '\n';
+  const int fd =
+      open((DeviceRoot() + "/written").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  T_Row all;
+  T_Row caller;
+  for (UInt32 round = 0; round < bench.Rounds(); ++round) {
+    const T_Cost written = Measure([&] {
+      for (UInt32 i = 0; i < kLines; ++i)
+        if (write(fd, line.data(), line.size()) < 0) Die("cannot write");
+    });
+    const T_Cost ours = Measure([] {
+      for (UInt32 i = 0; i < kLines; ++i)
+        LOG_INFO("Recv from <%s:%u>, msg<%#x>, seq<%d>, %zu bytes", "127.0.0.1", 9636U, 0x1234U, i,
+                 size_t{88});
+    });
+    all.Add(ours.m_all, written.m_caller);
+    caller.Add(ours.m_caller, written.m_caller);
   }
-  strLine += '\n';
-  const int fd = open(strLog.c_str(), O_WRONLY | O_APPEND | O_TRUNC | O_CLOEXEC);
-  const T_Cost stWrite = Measure([&] {
-    for (int line = 0; line < kLines; ++line)
-      static_cast<void>(!write(fd, strLine.data(), strLine.size()));
-    static_cast<void>(!ftruncate(fd, 0));
-  });
-  close(fd);
-  std::printf("log line, %zu bytes        ns  write(2)s of them\n", strLine.size());
-  const auto row = [&](const char* i_pName, double i_ns) {
-    std::printf("%-22s %8.0f  %.2f\n", i_pName, i_ns, i_ns / stWrite.m_caller);
-  };
-  row("write(2)", stWrite.m_caller);
-  row("caller", stOurs.m_caller);
-  row("caller and writer", stOurs.m_all);
-  row("without the writer", stBefore.m_all);
-  for (const auto& path : {strLog, strLog + ".1", strConf}) std::filesystem::remove(path);
+  CLog::Shutdown();
+  bench.Print("log-line", all, "processor time of all threads");
+  bench.Print("log-caller", caller, "processor time of the calling thread");
   return 0;
 }
