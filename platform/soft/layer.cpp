@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -132,10 +131,11 @@ void CSoftLayer::LastUserLeft() {
   if (FileIsWhole()) Header().m_u32Shown = 0;
 }
 
-// Touching a page of a file that somebody cut would end the process. Asked for its end, the system
-// answers in half the time that fstat takes, which is as long as copying a short text.
+// Touching a page of a file that somebody cut would end the process.
 Bool CSoftLayer::FileIsWhole() const {
-  return lseek(m_file.Get(), 0, SEEK_END) >= static_cast<off_t>(m_mapping.Size());
+  struct stat status;
+  return fstat(m_file.Get(), &status) == 0 && status.st_nlink > 0 &&
+         static_cast<UInt64>(status.st_size) >= m_mapping.Size();
 }
 
 SInt32 CSoftLayer::Ioctl(UInt32 i_u32Request, void* io_pRecord) {

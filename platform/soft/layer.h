@@ -27,7 +27,7 @@ class CSoftLayer {
   void LastUserLeft();
 
   // 0 or an errno: EINVAL for a request, an order or a record that the driver does not take; EIO
-  // when the file was cut by somebody else; ENOSPC when it cannot grow.
+  // when the file was removed or cut by somebody else; ENOSPC when it cannot grow.
   SInt32 Ioctl(UInt32 i_u32Request, void* io_pRecord);
 
   // The layer file's descriptor; it stays this object's.
