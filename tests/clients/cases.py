@@ -88,3 +88,8 @@ assert {message.id for message, _ in shown} == {id for id in osd.MESSAGES if id 
 for message, dump in shown:
     assert message.pack() == dump, message
 
+assert len(osd.OsdStringShow(flag=osd.MASK_TEXT, str=bytes(4054)).pack()) == osd.MAX_DATAGRAM
+try:
+    raise SystemExit(osd.OsdStringShow(flag=osd.MASK_TEXT, str=bytes(4055)).pack())
+except osd.Error as error:
+    assert error.result == 8

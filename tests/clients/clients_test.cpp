@@ -116,6 +116,18 @@ TEST(Clients, CReadsAndWritesWhatTheDaemonDoes) {
   }
 }
 
+TEST(Clients, WhatPassesADatagramIsNotSent) {
+  osd_message message = osd_make(OSD_STRING_SHOW);
+  message.body.string_show.flag = OSD_MASK_TEXT;
+  const Bytes text(kMaxDatagram);
+  message.body.string_show.str = reinterpret_cast<const char*>(text.data());
+  message.body.string_show.str_len = kMaxDatagram - kMsgHeaderSize - 24;
+  Bytes buffer(2 * kMaxDatagram);
+  EXPECT_EQ(osd_pack(&message, buffer.data(), buffer.size()), kMaxDatagram);
+  ++message.body.string_show.str_len;
+  EXPECT_EQ(osd_pack(&message, buffer.data(), buffer.size()), 0U);
+}
+
 TEST(Clients, PythonReadsAndWritesWhatTheDaemonDoes) {
   FILE* pPython = StartWithCases("cases.py");
   for (UInt16 port = 9630; port < 9652; ++port) {
@@ -259,7 +271,9 @@ TEST_F(CClient, NoticesEveryRestart) {
   EXPECT_TRUE(Fresh()) << "it has forgotten the number";
   Ask({});
   EXPECT_THAT(Ask({Reply(71, 10, 0, kCalibrate)}, true), Pair(OSD_DONE, ElementsAre(10)));
-  EXPECT_FALSE(Fresh()) << "nobody can tell";
+  Ask({Reply(72, 11, 8)});
+  EXPECT_THAT(Ask({Reply(73, 12, 0, kCalibrate)}, true), Pair(OSD_DONE, ElementsAre(12)));
+  EXPECT_FALSE(Fresh()) << "a number that was not acknowledged is no sign";
 }
 
 }  // namespace
