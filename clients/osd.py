@@ -128,7 +128,7 @@ def _fields(spec):
 
 
 def _default(kind, width):
-    return {"": 0, "c": bytes(int(width or 0)) if kind == "c" else b"", "b": ()}.get(kind, b"")
+    return bytes(int(width)) if kind == "c" else {"": 0, "b": ()}.get(kind, b"")
 
 
 def _pack(fields, values):
