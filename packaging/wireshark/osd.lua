@@ -137,9 +137,6 @@ local VALUES = {
   align = {[0] = "centre", "top left", "top centre", "top right", "bottom left", "bottom centre",
     "bottom right", "middle left", "middle right"},
   calibration_mode = {[0] = "init from resolution.cfg", "deinit"},
-  vout_seq = {[255] = "every output"},
-  osd_out = {[255] = "every output"},
-  osd_seq = {[0xffff] = "every element"},
   msg_id = MESSAGE_NAMES,
 }
 local HEX = {ain = true, background = true, flag = true, magic = true, msg_err_code = true, msg_id = true,
@@ -170,7 +167,8 @@ end
 local function new_field(abbreviation, name, word)
   if word.kind == "e" then return ProtoField.bytes(abbreviation, name) end
   if word.kind ~= "" then return ProtoField.string(abbreviation, name) end
-  local make = word.signed and ProtoField.int32 or ProtoField.uint32
+  local bits = HEX[name] and 8 * word.width or 32 -- the same for all messages
+  local make = word.signed and ProtoField.int32 or ProtoField["uint" .. bits]
   return make(abbreviation, name, HEX[name] and base.HEX or base.DEC, VALUES[name])
 end
 
@@ -277,15 +275,23 @@ local function take(reader, count)
   return range, there
 end
 
+local function output(value) return value % 256 == 255 and "every output" or "output " .. value % 256 end
+local function halves(value) return string.format("%#x-%#x", math.floor(value / 256), value % 256) end
+local function element(value)
+  if value == 0xffff then return "every element" end
+  local number = value % 256
+  return "class " .. math.floor(value / 256) .. ", " .. (number == 255 and "every number" or "number " .. number)
+end
+local EXPLAIN = {vout_seq = output, osd_out = output, osd_seq = element, vin = halves, vin_seq = halves, ain = halves}
+
 local function add_int(reader, tree, word, values)
   local range, there = take(reader, word.width)
   local value = there == 0 and 0 or word.signed and there == word.width and range:le_int() or range:le_uint()
   values[word.name] = value
   local item = tree:add(word.field, range, value)
   if word.note then item:append_text(" (" .. word.note .. ")") end
-  if word.name:find("vin") or word.name == "ain" then
-    item:append_text(string.format(" (%#x-%#x)", math.floor(value / 256), value % 256))
-  end
+  local explain = EXPLAIN[word.name]
+  if explain then item:append_text(" (" .. explain(value) .. ")") end
   if word.name == "flag" then
     for _, bit in ipairs({1, 2, 4, 8, 16, 32}) do item:add(flags[bit], range, value) end
   end
@@ -454,7 +460,7 @@ function osd.dissector(tvb, pinfo, root)
     warn(tree, pinfo, "refused", name)
   end
   if values.msg_seq then pinfo.cols.info:append(" of seq " .. values.msg_seq) end
-  if values.osd_seq then pinfo.cols.info:append(string.format(" %#06x", values.osd_seq)) end
+  if values.osd_seq then pinfo.cols.info:append(string.format(" 0x%04x", values.osd_seq)) end
   if reader.missing then warn(tree, pinfo, "missing") end
   local surprise = to_daemon and SURPRISES[name]
   if surprise and surprise(values) then warn(tree, pinfo, surprise(values)) end
