@@ -22,9 +22,8 @@
 extern "C" {
 #endif
 
-/* clang-format off */
-
 /* Constants, bits of osd_string_show's flag, and message ids. */
+/* clang-format off */
 /* generated: constants */
 #define OSD_MAX_DATAGRAM 4096u
 #define OSD_HEADER_SIZE 18u
@@ -83,11 +82,13 @@ extern "C" {
 #define OSD_MPP_QUERY_RES_ACK_EXT 0x70002000u
 #define OSD_MPP_VPSS_VO_PARAM 0x80002000u
 /* generated end */
+/* clang-format on */
 
 #define OSD_ANY_LENGTH 0xffffffffu
 
 /* How a request or a datagram fared. Up to 9 as the daemon's log numbers them. */
 typedef enum osd_result {
+  /* clang-format off */
 /* generated: results */
   OSD_DONE = 0,
   OSD_BAD_HEAD_LEN = 1, /* datagram shorter than the header */
@@ -100,6 +101,7 @@ typedef enum osd_result {
   OSD_BAD_BODY = 8, /* the body cannot be decoded */
   OSD_BAD_PORT = 9, /* the remote port has no sequence slot */
 /* generated end */
+  /* clang-format on */
   OSD_FAILURE = 10,   /* the daemon could not carry it out */
   OSD_NO_ANSWER = 11, /* nothing that belongs to the request came in time */
   OSD_NOBODY = 12,    /* nobody listens at the daemon's port */
@@ -115,6 +117,7 @@ typedef struct osd_header {
   uint16_t param_len; /* bytes of the body */
 } osd_header;
 
+/* clang-format off */
 /* generated: records */
 typedef struct osd_batch_entry {
   uint16_t vin_seq;
@@ -176,7 +179,7 @@ typedef struct osd_string_show {
   uint32_t text_colour; /* 0xAARRGGBB */
   uint32_t background; /* 0xAARRGGBB */
   uint16_t str_len; /* bytes of str */
-  const char *str;
+  const char* str;
 } osd_string_show;
 
 typedef struct osd_elem {
@@ -188,7 +191,7 @@ typedef struct osd_guide_show {
   uint16_t osd_out;
   uint16_t osd_seq;
   uint32_t path_len; /* bytes of path */
-  const char *path;
+  const char* path;
 } osd_guide_show;
 
 typedef struct osd_touch_calibration {
@@ -199,7 +202,7 @@ typedef struct osd_disp_image {
   uint16_t vout_seq;
   uint16_t osd_seq;
   uint32_t str_len; /* bytes of path */
-  const char *path;
+  const char* path;
   uint16_t x; /* 16000ths of the canvas width */
   uint16_t y; /* 9000ths of the canvas height */
   uint16_t width; /* 16000ths of the canvas width */
@@ -290,7 +293,7 @@ typedef struct osd_mpp_disp_status_chg {
   uint8_t connected;
   uint8_t edid_presence;
   uint16_t edid_len; /* bytes of edid */
-  const char *edid;
+  const char* edid;
 } osd_mpp_disp_status_chg;
 
 typedef struct osd_mpp_adjust_audio_delay {
@@ -376,11 +379,12 @@ typedef struct osd_message {
   } body;
 } osd_message;
 /* generated end */
+/* clang-format on */
 
 /* Packing and unpacking go through the same field lists. */
 typedef struct osd_codec {
-  uint8_t *out;      /* packing: where to; null when unpacking */
-  const uint8_t *in; /* unpacking: where from */
+  uint8_t* out;      /* packing: where to; null when unpacking */
+  const uint8_t* in; /* unpacking: where from */
   size_t size;       /* bytes that fit at out, or that arrived at in */
   size_t at;
   uint16_t param_len; /* as received */
@@ -388,7 +392,7 @@ typedef struct osd_codec {
 } osd_codec;
 
 /* Bytes that did not arrive read as 0, as at the daemon. */
-static inline uint32_t osd_number(osd_codec *c, uint32_t value, unsigned width) {
+static inline uint32_t osd_number(osd_codec* c, uint32_t value, unsigned width) {
   uint32_t read = 0;
   unsigned i;
   for (i = 0; i < width; i++, c->at++) {
@@ -402,20 +406,20 @@ static inline uint32_t osd_number(osd_codec *c, uint32_t value, unsigned width) 
   return c->out ? value : read;
 }
 
-static inline void osd_u8(osd_codec *c, uint8_t *v) { *v = (uint8_t)osd_number(c, *v, 1); }
-static inline void osd_u16(osd_codec *c, uint16_t *v) { *v = (uint16_t)osd_number(c, *v, 2); }
-static inline void osd_u32(osd_codec *c, uint32_t *v) { *v = osd_number(c, *v, 4); }
-static inline void osd_s32(osd_codec *c, int32_t *v) {
+static inline void osd_u8(osd_codec* c, uint8_t* v) { *v = (uint8_t)osd_number(c, *v, 1); }
+static inline void osd_u16(osd_codec* c, uint16_t* v) { *v = (uint16_t)osd_number(c, *v, 2); }
+static inline void osd_u32(osd_codec* c, uint32_t* v) { *v = osd_number(c, *v, 4); }
+static inline void osd_s32(osd_codec* c, int32_t* v) {
   *v = (int32_t)osd_number(c, (uint32_t)*v, 4);
 }
 
-static inline void osd_chars(osd_codec *c, char *chars, unsigned count) {
+static inline void osd_chars(osd_codec* c, char* chars, unsigned count) {
   unsigned i;
   for (i = 0; i < count; i++) chars[i] = (char)osd_number(c, (uint8_t)chars[i], 1);
 }
 
 /* Bytes that are copied out, or pointed to when all of them arrived. */
-static inline void osd_bytes(osd_codec *c, const char **bytes, size_t length) {
+static inline void osd_bytes(osd_codec* c, const char** bytes, size_t length) {
   if (length == 0) return;
   if (length > c->size || c->at > c->size - length) {
     c->refused = 1;
@@ -424,25 +428,25 @@ static inline void osd_bytes(osd_codec *c, const char **bytes, size_t length) {
   if (c->out)
     memcpy(c->out + c->at, *bytes, length);
   else
-    *bytes = (const char *)c->in + c->at;
+    *bytes = (const char*)c->in + c->at;
   c->at += length;
 }
 
 /* A null text is sent as an empty one. */
-static inline void osd_text16(osd_codec *c, uint16_t *length, const char **text) {
+static inline void osd_text16(osd_codec* c, uint16_t* length, const char** text) {
   if (c->out && !*text) *length = 0;
   osd_u16(c, length);
   osd_bytes(c, text, *length);
 }
 
-static inline void osd_text32(osd_codec *c, uint32_t *length, const char **text) {
+static inline void osd_text32(osd_codec* c, uint32_t* length, const char** text) {
   if (c->out && !*text) *length = 0;
   osd_u32(c, length);
   osd_bytes(c, text, *length);
 }
 
 /* A path of one byte counts as none. */
-static inline void osd_path32(osd_codec *c, uint32_t *length, const char **path) {
+static inline void osd_path32(osd_codec* c, uint32_t* length, const char** path) {
   if (c->out) {
     osd_text32(c, length, path);
     return;
@@ -452,13 +456,14 @@ static inline void osd_path32(osd_codec *c, uint32_t *length, const char **path)
   osd_bytes(c, path, *length);
 }
 
-static inline void osd_entries(osd_codec *c, unsigned num, osd_batch_entry *m) {
+static inline void osd_entries(osd_codec* c, unsigned num, osd_batch_entry* m) {
   unsigned i;
   if (num > OSD_MAX_ENTRIES || (!c->out && c->param_len != 3 + 10 * num)) {
     c->refused = 1;
     return;
   }
   for (i = 0; i < num; i++) {
+    /* clang-format off */
 /* generated: entry */
     osd_u16(c, &m[i].vin_seq);
     osd_u16(c, &m[i].x);
@@ -466,52 +471,54 @@ static inline void osd_entries(osd_codec *c, unsigned num, osd_batch_entry *m) {
     osd_u16(c, &m[i].w);
     osd_u16(c, &m[i].h);
 /* generated end */
+    /* clang-format on */
   }
 }
 
+/* clang-format off */
 /* generated: fields */
-static inline void osd_ack_fields(osd_codec *c, osd_ack *m) {
+static inline void osd_ack_fields(osd_codec* c, osd_ack* m) {
   osd_u32(c, &m->msg_seq);
   osd_u32(c, &m->msg_id);
 }
 
-static inline void osd_process_failure_fields(osd_codec *c, osd_process_failure *m) {
+static inline void osd_process_failure_fields(osd_codec* c, osd_process_failure* m) {
   osd_u32(c, &m->msg_seq);
   osd_u32(c, &m->msg_id);
   osd_u32(c, &m->msg_err_code);
 }
 
-static inline void osd_err_magic_fields(osd_codec *c, osd_err_magic *m) {
+static inline void osd_err_magic_fields(osd_codec* c, osd_err_magic* m) {
   osd_u32(c, &m->magic);
 }
 
-static inline void osd_err_version_fields(osd_codec *c, osd_err_version *m) {
+static inline void osd_err_version_fields(osd_codec* c, osd_err_version* m) {
   osd_u8(c, &m->version);
   osd_u8(c, &m->supported);
 }
 
-static inline void osd_err_type_fields(osd_codec *c, osd_err_type *m) {
+static inline void osd_err_type_fields(osd_codec* c, osd_err_type* m) {
   osd_chars(c, m->type, 3);
 }
 
-static inline void osd_err_sequence_fields(osd_codec *c, osd_err_sequence *m) {
+static inline void osd_err_sequence_fields(osd_codec* c, osd_err_sequence* m) {
   osd_u32(c, &m->msg_seq);
   osd_u32(c, &m->prev_seq);
 }
 
-static inline void osd_err_id_fields(osd_codec *c, osd_err_id *m) {
+static inline void osd_err_id_fields(osd_codec* c, osd_err_id* m) {
   osd_u32(c, &m->msg_seq);
   osd_u32(c, &m->msg_id);
 }
 
-static inline void osd_err_param_len_fields(osd_codec *c, osd_err_param_len *m) {
+static inline void osd_err_param_len_fields(osd_codec* c, osd_err_param_len* m) {
   osd_u32(c, &m->msg_seq);
   osd_u32(c, &m->msg_id);
   osd_u16(c, &m->param_len);
   osd_u16(c, &m->required_len);
 }
 
-static inline void osd_string_show_fields(osd_codec *c, osd_string_show *m) {
+static inline void osd_string_show_fields(osd_codec* c, osd_string_show* m) {
   osd_u16(c, &m->vout_seq);
   osd_u16(c, &m->osd_seq);
   osd_u32(c, &m->flag);
@@ -524,22 +531,22 @@ static inline void osd_string_show_fields(osd_codec *c, osd_string_show *m) {
   if (m->flag & 0x10) osd_text16(c, &m->str_len, &m->str);
 }
 
-static inline void osd_elem_fields(osd_codec *c, osd_elem *m) {
+static inline void osd_elem_fields(osd_codec* c, osd_elem* m) {
   osd_u16(c, &m->vout_seq);
   osd_u16(c, &m->osd_seq);
 }
 
-static inline void osd_guide_show_fields(osd_codec *c, osd_guide_show *m) {
+static inline void osd_guide_show_fields(osd_codec* c, osd_guide_show* m) {
   osd_u16(c, &m->osd_out);
   osd_u16(c, &m->osd_seq);
   osd_path32(c, &m->path_len, &m->path);
 }
 
-static inline void osd_touch_calibration_fields(osd_codec *c, osd_touch_calibration *m) {
+static inline void osd_touch_calibration_fields(osd_codec* c, osd_touch_calibration* m) {
   osd_u8(c, &m->calibration_mode);
 }
 
-static inline void osd_disp_image_fields(osd_codec *c, osd_disp_image *m) {
+static inline void osd_disp_image_fields(osd_codec* c, osd_disp_image* m) {
   osd_u16(c, &m->vout_seq);
   osd_u16(c, &m->osd_seq);
   osd_text32(c, &m->str_len, &m->path);
@@ -550,7 +557,7 @@ static inline void osd_disp_image_fields(osd_codec *c, osd_disp_image *m) {
   osd_u16(c, &m->opacity);
 }
 
-static inline void osd_screen_info_fields(osd_codec *c, osd_screen_info *m) {
+static inline void osd_screen_info_fields(osd_codec* c, osd_screen_info* m) {
   osd_s32(c, &m->vo_dev);
   osd_s32(c, &m->video_layer);
   osd_s32(c, &m->x);
@@ -559,7 +566,7 @@ static inline void osd_screen_info_fields(osd_codec *c, osd_screen_info *m) {
   osd_u32(c, &m->h);
 }
 
-static inline void osd_mpp_show_fields(osd_codec *c, osd_mpp_show *m) {
+static inline void osd_mpp_show_fields(osd_codec* c, osd_mpp_show* m) {
   osd_u16(c, &m->vout);
   osd_u16(c, &m->vin);
   osd_u16(c, &m->x);
@@ -568,18 +575,18 @@ static inline void osd_mpp_show_fields(osd_codec *c, osd_mpp_show *m) {
   osd_u16(c, &m->h);
 }
 
-static inline void osd_mpp_input_fields(osd_codec *c, osd_mpp_input *m) {
+static inline void osd_mpp_input_fields(osd_codec* c, osd_mpp_input* m) {
   osd_u16(c, &m->vout);
   osd_u16(c, &m->vin);
 }
 
-static inline void osd_mpp_batch_show_fields(osd_codec *c, osd_mpp_batch_show *m) {
+static inline void osd_mpp_batch_show_fields(osd_codec* c, osd_mpp_batch_show* m) {
   osd_u16(c, &m->vout);
   osd_u8(c, &m->num);
   osd_entries(c, m->num, m->entry);
 }
 
-static inline void osd_mpp_modify_res_fields(osd_codec *c, osd_mpp_modify_res *m) {
+static inline void osd_mpp_modify_res_fields(osd_codec* c, osd_mpp_modify_res* m) {
   osd_u16(c, &m->vout);
   osd_u8(c, &m->mode);
   osd_u16(c, &m->width);
@@ -589,11 +596,11 @@ static inline void osd_mpp_modify_res_fields(osd_codec *c, osd_mpp_modify_res *m
   osd_u8(c, &m->color_depth);
 }
 
-static inline void osd_mpp_output_fields(osd_codec *c, osd_mpp_output *m) {
+static inline void osd_mpp_output_fields(osd_codec* c, osd_mpp_output* m) {
   osd_u16(c, &m->vout);
 }
 
-static inline void osd_mpp_set_input_fmt_fields(osd_codec *c, osd_mpp_set_input_fmt *m) {
+static inline void osd_mpp_set_input_fmt_fields(osd_codec* c, osd_mpp_set_input_fmt* m) {
   osd_u16(c, &m->vin);
   osd_u16(c, &m->width);
   osd_u16(c, &m->height);
@@ -601,7 +608,7 @@ static inline void osd_mpp_set_input_fmt_fields(osd_codec *c, osd_mpp_set_input_
   osd_u32(c, &m->scan_mode);
 }
 
-static inline void osd_mpp_request_media_chn_fields(osd_codec *c, osd_mpp_request_media_chn *m) {
+static inline void osd_mpp_request_media_chn_fields(osd_codec* c, osd_mpp_request_media_chn* m) {
   osd_u16(c, &m->vin);
   osd_u16(c, &m->vtype);
   osd_u16(c, &m->width);
@@ -611,16 +618,16 @@ static inline void osd_mpp_request_media_chn_fields(osd_codec *c, osd_mpp_reques
   osd_u32(c, &m->aspect_ratio);
 }
 
-static inline void osd_mpp_release_media_chn_fields(osd_codec *c, osd_mpp_release_media_chn *m) {
+static inline void osd_mpp_release_media_chn_fields(osd_codec* c, osd_mpp_release_media_chn* m) {
   osd_u16(c, &m->vin);
 }
 
-static inline void osd_mpp_audio_play_fields(osd_codec *c, osd_mpp_audio_play *m) {
+static inline void osd_mpp_audio_play_fields(osd_codec* c, osd_mpp_audio_play* m) {
   osd_u16(c, &m->aout);
   osd_u16(c, &m->ain);
 }
 
-static inline void osd_mpp_set_audio_fmt_fields(osd_codec *c, osd_mpp_set_audio_fmt *m) {
+static inline void osd_mpp_set_audio_fmt_fields(osd_codec* c, osd_mpp_set_audio_fmt* m) {
   osd_u16(c, &m->ain);
   osd_u16(c, &m->sound_info0);
   osd_u16(c, &m->sound_info1);
@@ -628,27 +635,27 @@ static inline void osd_mpp_set_audio_fmt_fields(osd_codec *c, osd_mpp_set_audio_
   osd_u32(c, &m->sound_info3);
 }
 
-static inline void osd_mpp_disp_status_chg_fields(osd_codec *c, osd_mpp_disp_status_chg *m) {
+static inline void osd_mpp_disp_status_chg_fields(osd_codec* c, osd_mpp_disp_status_chg* m) {
   osd_u16(c, &m->vout);
   osd_u8(c, &m->connected);
   osd_u8(c, &m->edid_presence);
   if (m->edid_presence == 2) osd_text16(c, &m->edid_len, &m->edid);
 }
 
-static inline void osd_mpp_adjust_audio_delay_fields(osd_codec *c, osd_mpp_adjust_audio_delay *m) {
+static inline void osd_mpp_adjust_audio_delay_fields(osd_codec* c, osd_mpp_adjust_audio_delay* m) {
   osd_u16(c, &m->aout);
   osd_u16(c, &m->delay);
 }
 
-static inline void osd_mpp_encoding_control_fields(osd_codec *c, osd_mpp_encoding_control *m) {
+static inline void osd_mpp_encoding_control_fields(osd_codec* c, osd_mpp_encoding_control* m) {
   osd_u8(c, &m->type);
 }
 
-static inline void osd_on_off_control_fields(osd_codec *c, osd_on_off_control *m) {
+static inline void osd_on_off_control_fields(osd_codec* c, osd_on_off_control* m) {
   osd_u8(c, &m->status);
 }
 
-static inline void osd_query_res_ack_ext_fields(osd_codec *c, osd_query_res_ack_ext *m) {
+static inline void osd_query_res_ack_ext_fields(osd_codec* c, osd_query_res_ack_ext* m) {
   osd_u32(c, &m->msg_seq);
   osd_u16(c, &m->vout);
   osd_u16(c, &m->width);
@@ -658,7 +665,7 @@ static inline void osd_query_res_ack_ext_fields(osd_codec *c, osd_query_res_ack_
   osd_u8(c, &m->color_depth);
 }
 
-static inline void osd_mpp_vpss_vo_param_fields(osd_codec *c, osd_mpp_vpss_vo_param *m) {
+static inline void osd_mpp_vpss_vo_param_fields(osd_codec* c, osd_mpp_vpss_vo_param* m) {
   osd_u16(c, &m->vin);
   osd_u16(c, &m->switch_);
   osd_u32(c, &m->con);
@@ -674,7 +681,7 @@ static inline void osd_mpp_vpss_vo_param_fields(osd_codec *c, osd_mpp_vpss_vo_pa
   osd_u32(c, &m->vo_sat);
 }
 
-static inline void osd_fields(osd_codec *c, osd_message *m) {
+static inline void osd_fields(osd_codec* c, osd_message* m) {
   switch (m->header.id) {
     case OSD_ACK:
       osd_ack_fields(c, &m->body.ack);
@@ -793,16 +800,18 @@ static inline void osd_fields(osd_codec *c, osd_message *m) {
   }
 }
 /* generated end */
+/* clang-format on */
 
 typedef struct osd_message_row {
   uint32_t id;
   uint32_t required_len; /* of param_len, or OSD_ANY_LENGTH */
-  const char *name;
+  const char* name;
 } osd_message_row;
 
 /* Null for an id that is not defined. */
-static inline const osd_message_row *osd_find_message(uint32_t id) {
+static inline const osd_message_row* osd_find_message(uint32_t id) {
   static const osd_message_row rows[] = {
+      /* clang-format off */
 /* generated: messages */
       {OSD_ACK, OSD_ANY_LENGTH, "Ack"},
       {OSD_PROCESS_SUCCESS, OSD_ANY_LENGTH, "ProcessSuccess"},
@@ -843,6 +852,7 @@ static inline const osd_message_row *osd_find_message(uint32_t id) {
       {OSD_MPP_QUERY_RES_ACK_EXT, 14, "MppQueryResAckExt"},
       {OSD_MPP_VPSS_VO_PARAM, 48, "MppVpssVoParam"},
 /* generated end */
+      /* clang-format on */
   };
   size_t i;
   for (i = 0; i < sizeof rows / sizeof rows[0]; i++)
@@ -852,14 +862,15 @@ static inline const osd_message_row *osd_find_message(uint32_t id) {
 
 typedef struct osd_peer_row {
   uint16_t port;
-  int heard;           /* 0: the daemon does not answer requests from this port */
-  uint32_t always;     /* the sequence number that is accepted at any time; the first to send */
-  const char *name;
+  int heard;       /* 0: the daemon does not answer requests from this port */
+  uint32_t always; /* the sequence number that is accepted at any time; the first to send */
+  const char* name;
 } osd_peer_row;
 
 /* Null for a port that is no peer's. */
-static inline const osd_peer_row *osd_find_peer(uint16_t port) {
+static inline const osd_peer_row* osd_find_peer(uint16_t port) {
   static const osd_peer_row rows[] = {
+      /* clang-format off */
 /* generated: peers */
       {9634, 1, 0, "Test"},
       {9635, 1, 0, "MainCtl"},
@@ -877,24 +888,23 @@ static inline const osd_peer_row *osd_find_peer(uint16_t port) {
       {9647, 1, 1, "ZtDongle"},
       {9648, 1, 0, "HIDTrans"},
 /* generated end */
+      /* clang-format on */
   };
   const unsigned row = (unsigned)port - rows[0].port;
   return row < sizeof rows / sizeof rows[0] ? &rows[row] : NULL;
 }
 
-/* clang-format on */
-
 /* Whether the daemon takes seq from this peer, of which it has noted *last (0 at its start); then
  * seq is noted. */
-static inline int osd_accepts(const osd_peer_row *peer, uint32_t seq, uint32_t *last) {
+static inline int osd_accepts(const osd_peer_row* peer, uint32_t seq, uint32_t* last) {
   if (!peer->heard || (seq == *last && seq != peer->always)) return 0;
   *last = seq;
   return 1;
 }
 
 /* What a result means; static. */
-static inline const char *osd_words(osd_result result) {
-  static const char *const words[] = {
+static inline const char* osd_words(osd_result result) {
+  static const char* const words[] = {
       "done",
       /* clang-format off */
 /* generated: words */
@@ -927,7 +937,7 @@ static inline osd_message osd_make(uint32_t id) {
   return m;
 }
 
-static inline void osd_header_fields(osd_codec *c, osd_header *h) {
+static inline void osd_header_fields(osd_codec* c, osd_header* h) {
   int shift;
   for (shift = 24; shift >= 0; shift -= 8) { /* the one big-endian field */
     const uint32_t byte = osd_number(c, (h->magic >> shift) & 0xff, 1);
@@ -943,7 +953,7 @@ static inline void osd_header_fields(osd_codec *c, osd_header *h) {
 /* The length of the datagram made of *message in size bytes at buffer; 0 when it does not fit there
  * or into OSD_MAX_DATAGRAM, when its id is unknown, or a batch has too many entries. param_len is
  * filled in. */
-static inline size_t osd_pack(const osd_message *message, uint8_t *buffer, size_t size) {
+static inline size_t osd_pack(const osd_message* message, uint8_t* buffer, size_t size) {
   osd_message m = *message;
   osd_codec c = {NULL, NULL, 0, OSD_HEADER_SIZE, 0, 0};
   size_t length;
@@ -960,8 +970,8 @@ static inline size_t osd_pack(const osd_message *message, uint8_t *buffer, size_
 }
 
 /* What the daemon checks of a header but the sequence number, in its order. */
-static inline osd_result osd_check_header(const osd_header *h) {
-  const osd_message_row *const row = osd_find_message(h->id);
+static inline osd_result osd_check_header(const osd_header* h) {
+  const osd_message_row* const row = osd_find_message(h->id);
   if (h->magic != OSD_MAGIC) return OSD_BAD_MAGIC;
   if (h->version != 0) return OSD_BAD_VERSION;
   if (memcmp(h->type, "CMD", 3) && memcmp(h->type, "EVT", 3) && memcmp(h->type, "RES", 3))
@@ -976,7 +986,7 @@ static inline osd_result osd_check_header(const osd_header *h) {
  * are 0, as at the daemon; a text that was not sent whole is refused (OSD_BAD_BODY). Also refused:
  * OSD_BAD_HEAD_LEN to OSD_BAD_TYPE, OSD_BAD_ID, OSD_BAD_PARAM_LEN; the header is there in all but
  * the first case. */
-static inline osd_result osd_unpack(const uint8_t *datagram, size_t length, osd_message *message) {
+static inline osd_result osd_unpack(const uint8_t* datagram, size_t length, osd_message* message) {
   osd_codec c = {NULL, NULL, 0, 0, 0, 0};
   osd_result result;
   memset(message, 0, sizeof *message);
@@ -1005,7 +1015,7 @@ static const osd_font osd_dejavu_sans_mono = {1233, 2048};
 
 /* The width in px of a text of length characters on a canvas canvas_width px wide, as the daemon
  * draws it; of one cell for a length of 1. font_size as in osd_string_show. */
-static inline uint32_t osd_text_width(const osd_font *font, uint32_t font_size,
+static inline uint32_t osd_text_width(const osd_font* font, uint32_t font_size,
                                       uint32_t canvas_width, uint32_t length) {
   const uint64_t wanted = (uint64_t)canvas_width * (font_size ? font_size : 32) / 3840;
   const uint64_t size = wanted == 0 ? 1 : wanted < 0xffff ? wanted : 0xffff;
@@ -1021,12 +1031,12 @@ struct osd_client {
   /* Brought by the caller, or by osd_open. send: 0, or one of the results. receive: waits up to
    * timeout_ms for a datagram from the daemon; its length, or the negative of OSD_NO_ANSWER,
    * OSD_NOBODY or OSD_SOCKET. now: milliseconds of any clock that runs evenly; may wrap. */
-  osd_result (*send)(osd_client *client, const uint8_t *datagram, size_t length);
-  int (*receive)(osd_client *client, uint8_t *buffer, size_t size, uint32_t timeout_ms);
-  uint32_t (*now)(osd_client *client);
+  osd_result (*send)(osd_client* client, const uint8_t* datagram, size_t length);
+  int (*receive)(osd_client* client, uint8_t* buffer, size_t size, uint32_t timeout_ms);
+  uint32_t (*now)(osd_client* client);
   /* Gets what comes from the daemon and is no answer, such as a hide that it forwards; or null. */
-  void (*other)(osd_client *client, const osd_message *message);
-  void *user; /* the caller's */
+  void (*other)(osd_client* client, const osd_message* message);
+  void* user; /* the caller's */
   int fd;     /* of osd_open */
 
   uint32_t timeout_ms; /* for each attempt; 1000 */
@@ -1037,7 +1047,7 @@ struct osd_client {
    * from what it was the last time. */
   uint32_t generation;
 
-  const osd_peer_row *peer;
+  const osd_peer_row* peer;
   uint32_t next_seq;
   uint32_t noted;      /* the last number that was acknowledged */
   int heard;           /* the daemon was heard, and has not gone since */
@@ -1047,7 +1057,7 @@ struct osd_client {
 
 /* Makes *client that of a peer's port, without the functions. OSD_BAD_PORT when the daemon does not
  * answer that port. */
-static inline osd_result osd_start(osd_client *client, uint16_t port) {
+static inline osd_result osd_start(osd_client* client, uint16_t port) {
   memset(client, 0, sizeof *client);
   client->fd = -1;
   client->timeout_ms = 1000;
@@ -1059,7 +1069,7 @@ static inline osd_result osd_start(osd_client *client, uint16_t port) {
 }
 
 /* The daemon numbers all that it sends from 0 on: a number that does not rise is a new daemon's. */
-static inline void osd_hear(osd_client *client, uint32_t daemon_seq) {
+static inline void osd_hear(osd_client* client, uint32_t daemon_seq) {
   if (!client->heard || (int32_t)(daemon_seq - client->daemon_seq) <= 0) client->generation++;
   client->heard = 1;
   client->daemon_seq = daemon_seq;
@@ -1067,10 +1077,10 @@ static inline void osd_hear(osd_client *client, uint32_t daemon_seq) {
 
 /* What a datagram says about the request with a number from first to request's; OSD_NO_ANSWER when
  * it is about something else. */
-static inline osd_result osd_judge(const osd_message *m, const osd_header *request,
+static inline osd_result osd_judge(const osd_message* m, const osd_header* request,
                                    uint32_t first) {
   const uint32_t id = m->header.id;
-  const osd_process_failure *const about = &m->body.process_failure; /* others begin like it */
+  const osd_process_failure* const about = &m->body.process_failure; /* others begin like it */
   if (memcmp(m->header.type, "RES", 3) || id == OSD_PROCESS_SUCCESS || id > OSD_ERR_PARAM_LEN)
     return OSD_NO_ANSWER;
   if (id < OSD_ERR_MAGIC_NUM || id > OSD_ERR_TYPE) {
@@ -1082,13 +1092,13 @@ static inline osd_result osd_judge(const osd_message *m, const osd_header *reque
 }
 
 /* Waits for what belongs to a request; everything else goes to other. */
-static inline osd_result osd_await(osd_client *client, const osd_header *request, uint32_t first,
-                                   osd_message *reply) {
+static inline osd_result osd_await(osd_client* client, const osd_header* request, uint32_t first,
+                                   osd_message* reply) {
   const uint32_t start = client->now(client);
   uint32_t waited = 0;
   do {
-    const int length = client->receive(client, client->buffer, sizeof client->buffer,
-                                       client->timeout_ms - waited);
+    const int length =
+        client->receive(client, client->buffer, sizeof client->buffer, client->timeout_ms - waited);
     osd_result result;
     if (length == -OSD_NOBODY) client->heard = 0;
     if (length == -OSD_NO_ANSWER) continue; /* time tells, since signals cut a wait short */
@@ -1104,8 +1114,8 @@ static inline osd_result osd_await(osd_client *client, const osd_header *request
 }
 
 /* Sends *request under the number in its header and waits; the reply is good until the next call. */
-static inline osd_result osd_ask_once(osd_client *client, const osd_message *request,
-                                      uint32_t first, osd_message *reply) {
+static inline osd_result osd_ask_once(osd_client* client, const osd_message* request,
+                                      uint32_t first, osd_message* reply) {
   const size_t length = osd_pack(request, client->buffer, sizeof client->buffer);
   osd_result result;
   if (length == 0) return OSD_BAD_BODY;
@@ -1118,7 +1128,7 @@ static inline osd_result osd_ask_once(osd_client *client, const osd_message *req
  * OSD_DONE when it is acknowledged; else the last attempt's result: the daemon's refusal with its
  * words in *reply, OSD_BAD_BODY for what does not fit a datagram, OSD_NO_ANSWER, OSD_NOBODY or
  * OSD_SOCKET. *reply is good until the next call. */
-static inline osd_result osd_ask(osd_client *client, osd_message *request, osd_message *reply) {
+static inline osd_result osd_ask(osd_client* client, osd_message* request, osd_message* reply) {
   const uint32_t first = client->next_seq;
   osd_result result = OSD_NO_ANSWER;
   int attempt;
@@ -1135,7 +1145,7 @@ static inline osd_result osd_ask(osd_client *client, osd_message *request, osd_m
  * last number is repeated in a request that changes nothing; who noted it refuses it. Where that cannot be told
  * (the last request was not acknowledged, or had the number that is accepted at any time) this is an
  * ordinary request. OSD_DONE when the daemon answers, else as osd_ask. */
-static inline osd_result osd_probe(osd_client *client) {
+static inline osd_result osd_probe(osd_client* client) {
   osd_message request = osd_make(OSD_TOUCH_CALIBRATION), reply;
   osd_result result;
   request.body.touch_calibration.calibration_mode = 2; /* no mode */
@@ -1169,12 +1179,12 @@ static inline osd_result osd_posix_result(void) {
   return errno == EAGAIN || errno == EINTR ? OSD_NO_ANSWER : OSD_SOCKET;
 }
 
-static inline osd_result osd_posix_send(osd_client *client, const uint8_t *datagram,
+static inline osd_result osd_posix_send(osd_client* client, const uint8_t* datagram,
                                         size_t length) {
   return send(client->fd, datagram, length, 0) < 0 ? osd_posix_result() : OSD_DONE;
 }
 
-static inline int osd_posix_receive(osd_client *client, uint8_t *buffer, size_t size,
+static inline int osd_posix_receive(osd_client* client, uint8_t* buffer, size_t size,
                                     uint32_t timeout_ms) {
   struct pollfd wanted;
   ssize_t length;
@@ -1185,7 +1195,7 @@ static inline int osd_posix_receive(osd_client *client, uint8_t *buffer, size_t 
   return length < 0 ? -(int)osd_posix_result() : (int)length;
 }
 
-static inline uint32_t osd_posix_now(osd_client *client) {
+static inline uint32_t osd_posix_now(osd_client* client) {
   struct timespec now;
   (void)client;
   clock_gettime(CLOCK_MONOTONIC, &now);
@@ -1196,7 +1206,7 @@ static inline uint32_t osd_posix_now(osd_client *client) {
  * the kernel then drops what others send and tells when nobody listens. What waits in it was meant
  * for whoever had the port before, and is dropped. OSD_SOCKET with errno when the port cannot be
  * had (EADDRINUSE: another process speaks as this peer). osd_close it. */
-static inline osd_result osd_open(osd_client *client, uint16_t port) {
+static inline osd_result osd_open(osd_client* client, uint16_t port) {
   const uint16_t ports[2] = {port, OSD_DAEMON_PORT};
   struct sockaddr_in address[2];
   const osd_result result = osd_start(client, port);
@@ -1212,15 +1222,15 @@ static inline osd_result osd_open(osd_client *client, uint16_t port) {
   client->receive = osd_posix_receive;
   client->now = osd_posix_now;
   client->fd = socket(AF_INET, SOCK_DGRAM, 0);
-  if (client->fd < 0 || bind(client->fd, (struct sockaddr *)&address[0], sizeof address[0]) != 0 ||
-      connect(client->fd, (struct sockaddr *)&address[1], sizeof address[1]) != 0)
+  if (client->fd < 0 || bind(client->fd, (struct sockaddr*)&address[0], sizeof address[0]) != 0 ||
+      connect(client->fd, (struct sockaddr*)&address[1], sizeof address[1]) != 0)
     return OSD_SOCKET;
   while (recv(client->fd, client->buffer, 1, MSG_DONTWAIT) >= 0) {
   }
   return OSD_DONE;
 }
 
-static inline void osd_close(osd_client *client) {
+static inline void osd_close(osd_client* client) {
   if (client->fd >= 0) close(client->fd);
   client->fd = -1;
 }
