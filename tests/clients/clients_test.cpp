@@ -89,7 +89,7 @@ std::string Hex(const Bytes& i_bytes) {
   return strHex;
 }
 
-// A script with a line for each case on its standard input, and room for more.
+// A script with a line for each case on its standard input; more may follow.
 FILE* StartWithCases(const std::string& i_strScript) {
   FILE* pScript = ::popen(("python3 " OSD_SCRIPTS "/" + i_strScript).c_str(), "w");
   for (const T_Case& expected : AllCases())
