@@ -171,7 +171,7 @@ class CScene {
     if (!SetUpLayer({0, 0, 0, 0, i_u32W, i_u32H}, m_mapLayers)) Die("cannot set up a layer");
   }
 
-  T_Item& Add(const T_DispRecord& i_record) { return m_lstItems.emplace_back(i_record); }
+  T_Item& Add(const T_DispRecord& i_record) { return m_lstItems.emplace_back(i_record, T_Asker{}); }
   CLayer& Layer() { return m_mapLayers.begin()->second; }
   CPainter& Painter() { return m_objPainter; }
   T_ItemList& Items() { return m_lstItems; }

@@ -9,8 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "daemon/common/bus.h"
 #include "daemon/modules.h"
 #include "daemon/pidfile.h"
+#include "daemon/state/document.h"
+#include "daemon/state/server.h"
 #include "endpoint/osdcommutask.h"
 #include "endpoint/timeoutlist.h"
 #include "framework/assert.h"
@@ -37,11 +40,13 @@ constexpr UInt32 kTaskThreads = 4;
 constexpr int kEndsSupervisor = 255;
 constexpr const char* kLocalAddr = "127.0.0.1";
 constexpr const char* kPidFile = "/var/run/osd.pid";
+constexpr const char* kStateSocket = "/var/run/osd.sock";
 
 // Goes from 1 to 0 once; lock-free, so the signal handler may write it.
 std::atomic<SInt32> g_s32Run{1};
 Bool g_bSupervised = false;  // this is a child of the supervisor
-SInt32 g_s32Force = 0;       // set by -f, which start scripts give; nothing reads it
+CStateServer* g_pStateServer = nullptr;
+SInt32 g_s32Force = 0;  // set by -f, which start scripts give; nothing reads it
 
 void PrintUsage(const char* i_pProgram) {
   std::printf("%s [options]\n", i_pProgram);
@@ -111,8 +116,29 @@ void StartModules() {
   g_pTimeoutList = new CTimeoutList;  // lives until the process ends
 }
 
+#ifdef OSD_SOFT_SCREEN
+// Through the door that the timer service comes through.
+void PassSeconds(UInt32 i_u32Seconds) {
+  const T_ModuleMsg tick = MakeMessage(kSyncMsg, kModuleTimer, kModuleOsd, T_TimerExpiry{});
+  for (; i_u32Seconds > 0; --i_u32Seconds) SendSyncAndAsyncMsg(&tick, 0);
+}
+#else
+constexpr void (*PassSeconds)(UInt32) = nullptr;  // on the chip time passes by itself alone
+#endif
+
+// Last, when there is something to tell of. Never destroyed: threads that nobody stops may still
+// note a change.
+void StartTelling() {
+  g_pStateServer = new CStateServer(
+      {[] { return StateDocument(g_objOsdHifb.State(), g_objOsdHifb.LongestQueue()); },
+       PassSeconds});
+  g_pStateServer->Open(SystemPath(kStateSocket));
+  g_objLedger.SetListener([] { g_pStateServer->Changed(); });
+}
+
 void StopModules() {
   LOG_ERROR("osdsrv stop run");
+  g_pStateServer->Stop();
   g_objOsdHifb.Stop();
   g_objTimer.Stop();
   g_pOsdCommuTask->Signal(CTask::kKillEvent);
@@ -148,6 +174,7 @@ int main(int argc, char** argv) {
   std::signal(SIGCHLD, SIG_DFL);  // a launcher that ignores it would hide the ends of children
   StartFramework();
   StartModules();
+  StartTelling();
   while (g_s32Run != 0) {
     CThread::Sleep(2000);
     if (!bLogging) bLogging = CLog::Configure(strLogConf.c_str());  // it may have come by now

@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "daemon/common/bus.h"
+#include "daemon/common/counters.h"
+#include "daemon/common/ledger.h"
 #include "endpoint/osdcommands.h"
 #include "endpoint/port_owner.h"
 #include "endpoint/replies.h"
@@ -36,6 +38,21 @@ constexpr const char* kFailureReplies[] = {
 };
 static_assert(std::size(kFailureReplies) == ERR_RES_MSG_PARAM_LEN - RES_MSG_PROCESS_FAILURE + 1);
 
+// Why a datagram was refused, by the parser's result.
+constexpr const char* kRefusalWords[] = {
+    "",
+    "it is shorter than a header",
+    "its magic number is another one",
+    "its version is not 0",
+    "its type is not CMD, EVT or RES",
+    "its sequence number is that of the peer's request before",
+    "its message id is unknown",
+    "its body has not the length that its message id asks for",
+    "its body cannot be read",
+    "its port is not that of a peer",
+};
+static_assert(std::size(kRefusalWords) == kCmdPort + 1);
+
 void LogReply(UInt32 i_u32MsgId, UInt16 i_u16RemotePort) {
   if (i_u32MsgId == RES_MSG_ACK)
     LOG_INFO("ProcessOsdMsg[%u]: RES_MSG_ACK", i_u16RemotePort);
@@ -52,6 +69,12 @@ void ProcessRequest(UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort, T_MsgParams*
   if (pBody == nullptr) return;
   pBody->m_u32RemoteAddr = i_u32RemoteAddr;
   pBody->m_u16RemotePort = i_u16RemotePort;
+  pBody->m_u32Entry =
+      g_objLedger.Open(i_u16RemotePort, pBody->m_stHeader.m_u32Seq, pBody->m_stHeader.m_u32Id)
+          .m_u32Entry;
+  Count(g_stCounters.m_aRequests[FindMessage(pBody->m_stHeader.m_u32Id)->Index()]);
+  if (const T_Peer* const pPeer = FindPeer(i_u16RemotePort))
+    Count(g_stCounters.m_aPeers[pPeer - kPeers]);
   // The ACK goes ahead of whatever the command sends.
   QueueAck(io_outgoing, {pBody->m_stHeader, i_u32RemoteAddr, i_u16RemotePort});
   if constexpr (std::is_invocable_v<decltype(t_pCommand), const T&, COutgoing&>)
@@ -231,10 +254,13 @@ void COsdCommuTask::ProcessDatagram(const UInt8* i_pBuf, UInt32 i_u32Len, UInt32
     return;
   }
   LOG_ERROR("parse error nRet<%u>", eResult);
+  Count(g_stCounters.m_aRefusals[eResult]);
   const T_MsgHeader noHeader;
   const T_MsgHeader& header = params.m_pHeadError ? params.m_pHeadError->m_stHeader : noHeader;
   const UInt32 u32PrevSeq = eResult == kCmdSequence ? GetMsgPrevSeq(i_u16RemotePort) : 0;
   RefuseDatagram(m_objOutgoing, eResult, {header, i_u32RemoteAddr, i_u16RemotePort}, u32PrevSeq);
+  g_objLedger.Close(g_objLedger.Open(i_u16RemotePort, header.m_u32Seq, header.m_u32Id),
+                    ERequest::kRefused, kRefusalWords[eResult]);
 }
 
 void COsdCommuTask::ProcessOsdMsg(UInt32 i_u32MsgId, UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort,
@@ -267,6 +293,7 @@ void COsdCommuTask::ProcessWriteEvent() {
   CAPIParser::MsgPack(&reply, aBuf, &u32Len, &u32RemoteAddr, &u16RemotePort);
   // A reply that cannot be sent is lost: its peer is gone, or asks again.
   m_udpSocket.SendTo(u32RemoteAddr, u16RemotePort, aBuf, u32Len);
+  Count(g_stCounters.m_replies);
   if (m_objOutgoing.IsEmpty()) return;
   LOG_WARN("kWriteEvent signal");
   Signal(kWriteEvent);

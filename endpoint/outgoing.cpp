@@ -1,5 +1,6 @@
 #include "endpoint/outgoing.h"
 
+#include "daemon/common/counters.h"
 #include "framework/log.h"
 
 Bool COutgoing::Take(T_MsgParams* o_pParams) {
@@ -29,8 +30,10 @@ Bool COutgoing::TryAppend(T_MsgParams&& i_params, UInt32* o_pu32Seq) {
 }
 
 void COutgoing::Append(T_MsgParams&& i_params, UInt32* o_pu32Seq) {
-  if (TryAppend(std::move(i_params), o_pu32Seq))
+  if (TryAppend(std::move(i_params), o_pu32Seq)) {
     m_pTask->Signal(CTask::kWriteEvent);
-  else
+  } else {
+    Count(g_stCounters.m_repliesLost);
     LOG_WARN("too many replies wait to be sent, current size<%u>", kCapacity);
+  }
 }

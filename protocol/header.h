@@ -67,5 +67,6 @@ struct T_MsgBody {
 
   UInt32 m_u32RemoteAddr = 0;  // destination when the record is sent, host order
   UInt16 m_u16RemotePort = 0;  // host order
+  UInt32 m_u32Entry = 0;       // what the receiver notes about a request; not on the wire
   T_MsgHeader m_stHeader;
 };

@@ -8,10 +8,23 @@
 
 #include <cstddef>
 
+#include "daemon/common/ledger.h"
 #include "daemon/common/module_msg.h"
 
 struct T_DispRecord;
 struct T_PictureResult;
+
+// Who asked for a command stands behind its body.
+inline constexpr UInt32 kAskerOffset = T_ModuleMsg::kPayloadSize - sizeof(void*) - sizeof(T_Asker);
+
+inline void PutAsker(const T_Asker& i_asker, T_ModuleMsg& io_msg) {
+  std::memcpy(io_msg.m_aPayload + kAskerOffset, &i_asker, sizeof(i_asker));
+}
+inline T_Asker ReadAsker(const T_ModuleMsg& i_msg) {
+  T_Asker asker;
+  std::memcpy(&asker, i_msg.m_aPayload + kAskerOffset, sizeof(asker));
+  return asker;
+}
 
 // The layer of an output.
 struct T_LayerRequest {

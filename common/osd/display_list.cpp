@@ -66,34 +66,39 @@ void CDisplayList::EraseShown(T_Item& io_item) {
     m_pPainter->ChangeText(io_item, EDrawMode::kErase);
 }
 
-void CDisplayList::Hide(T_Item& io_item) {
-  if (io_item.Record().m_u8Hide != 0) return;
+Bool CDisplayList::Hide(T_Item& io_item) {
+  if (io_item.Record().m_u8Hide != 0) return false;
   EraseShown(io_item);
   m_objIcons.Settle(io_item);
   io_item.m_stWanted.m_stRecord.m_u8Hide = 1;
+  return true;
 }
 
 // The item that i_record is about, new or with i_record merged into it. An icon that becomes a text
 // takes over the whole record.
 T_ItemList::iterator CDisplayList::Merge(T_ItemList::iterator i_found, const T_DispRecord& i_record,
-                                         Bool i_bAllLines) {
-  if (i_found == m_listDispInfo.end()) return m_listDispInfo.emplace(i_found, i_record);
+                                         Bool i_bAllLines, const T_Asker& i_asker) {
+  if (i_found == m_listDispInfo.end()) return m_listDispInfo.emplace(i_found, i_record, i_asker);
   T_DispRecord& stored = i_found->m_stWanted.m_stRecord;
   if (stored.IsIcon()) {
     EraseShown(*i_found);
     m_objIcons.Settle(*i_found);
     stored = i_record;
+    i_found->m_stWanted.m_stAsker = i_asker;
     return i_found;
   }
   if (!CoversText(i_record, stored, i_bAllLines)) EraseShown(*i_found);
   MergeFields(i_record, stored);
   MergeText(i_record, i_bAllLines, stored);
+  i_found->m_stWanted.m_stAsker = i_asker;
   return i_found;
 }
 
 EOutcome CDisplayList::DrawText(T_ItemList::iterator i_item, Bool i_bNew) {
   ClampLines(i_item->m_stWanted.m_stRecord);
-  if (m_pPainter->ShowText(*i_item)) return EOutcome::kShown;
+  const Bool bDrawn = m_pPainter->ShowText(*i_item);
+  i_item->m_strFailed = m_pPainter->Why();
+  if (bDrawn) return EOutcome::kShown;
   if (m_pPainter->HasBackground())
     LOG_ERROR("REFRESH <%s> disp failed!", i_item->Record().m_aText[0]);
   return DropIfGone(i_item, i_bNew ? EOutcome::kGone : EOutcome::kFailed);
@@ -104,23 +109,24 @@ EOutcome CDisplayList::DropIfGone(T_ItemList::iterator i_item, EOutcome i_eOutco
   return i_eOutcome;
 }
 
-EOutcome CDisplayList::ShowIcon(T_ItemList::iterator i_found, const T_DispRecord& i_record) {
+EOutcome CDisplayList::ShowIcon(T_ItemList::iterator i_found, const T_DispRecord& i_record,
+                                const T_Asker& i_asker) {
   m_bIcons = true;
-  if (i_found == m_listDispInfo.end()) i_found = m_listDispInfo.emplace(i_found, i_record);
-  m_objIcons.Request(*i_found, i_record);
+  if (i_found == m_listDispInfo.end()) i_found = m_listDispInfo.emplace(i_found, i_record, i_asker);
+  m_objIcons.Request(*i_found, i_record, i_asker);
   return DropIfGone(i_found, m_objIcons.Close(*i_found));
 }
 
-EOutcome CDisplayList::Show(const T_DispRecord& i_record) {
+EOutcome CDisplayList::Show(const T_DispRecord& i_record, const T_Asker& i_asker) {
   auto item = std::find_if(m_listDispInfo.begin(), m_listDispInfo.end(), [&](const T_Item& i_item) {
     return i_item.Record().m_u16Seq == i_record.m_u16Seq;
   });
   if (i_record.IsIcon()) {
     LogShown(i_record, m_pPainter->HasBackground());
-    return ShowIcon(item, i_record);
+    return ShowIcon(item, i_record, i_asker);
   }
   const Bool bNew = item == m_listDispInfo.end();
-  item = Merge(item, i_record, false);
+  item = Merge(item, i_record, false, i_asker);
   LogShown(item->Record(), m_pPainter->HasBackground());
   return DrawText(item, bNew);
 }
@@ -132,7 +138,7 @@ T_ItemList::iterator CDisplayList::FindById(const T_DispRecord& i_record) {
   });
 }
 
-EOutcome CDisplayList::ShowById(T_DispRecord& io_record) {
+EOutcome CDisplayList::ShowById(T_DispRecord& io_record, const T_Asker& i_asker) {
   LOG_INFO("osd disp src<%d>,id<%d>,pos<%d>,rect<%d,%d,%d,%d>,line<%d>", io_record.m_u32Source,
            io_record.m_u32Id, io_record.m_u32Position, io_record.m_u32X, io_record.m_u32Y,
            io_record.m_u32W, io_record.m_u32H, io_record.m_u16Line);
@@ -140,19 +146,21 @@ EOutcome CDisplayList::ShowById(T_DispRecord& io_record) {
   for (UInt32 line = 0; line < io_record.m_u16Line; ++line)
     LOG_INFO("osd disp info<%d:%s>", line, io_record.m_aText[line]);
   const auto found = FindById(io_record);
-  if (io_record.IsIcon()) return ShowIcon(found, io_record);
+  if (io_record.IsIcon()) return ShowIcon(found, io_record, i_asker);
   const Bool bNew = found == m_listDispInfo.end();
-  return DrawText(Merge(found, io_record, true), bNew);
+  return DrawText(Merge(found, io_record, true, i_asker), bNew);
 }
 
-void CDisplayList::Cancel(UInt16 i_u16Output, UInt16 i_u16Seq) {
+UInt32 CDisplayList::Cancel(UInt16 i_u16Output, UInt16 i_u16Seq) {
   LOG_INFO("osd cancel disp voseq<%#x> osdseq<%#x>", i_u16Output, i_u16Seq);
   const CSeqMatch match(i_u16Seq, kCancelClasses);
+  UInt32 u32Hidden = 0;
   for (T_Item& item : m_listDispInfo) {
     if (item.Record().m_u16VoSeq != i_u16Output || !match.IsCandidate(item.Record())) continue;
-    if (match.HasClass(item.Record())) Hide(item);
-    if (!match.EveryNumber()) return;
+    if (match.HasClass(item.Record())) u32Hidden += Hide(item);
+    if (!match.EveryNumber()) break;
   }
+  return u32Hidden;
 }
 
 void CDisplayList::CancelById(const T_DispRecord& i_record) {
@@ -175,17 +183,19 @@ void CDisplayList::CancelById(const T_DispRecord& i_record) {
   Hide(*found);
 }
 
-void CDisplayList::HideIcons(UInt16 i_u16Output, UInt16 i_u16Seq) {
+UInt32 CDisplayList::HideIcons(UInt16 i_u16Output, UInt16 i_u16Seq) {
   const auto means = [=](const T_DispRecord& i_record) {
     return i_record.IsIcon() && (i_u16Seq == kEveryElement || i_record.m_u16Seq == i_u16Seq) &&
            (i_u16Output == kEveryOutput || i_record.m_u16VoSeq == i_u16Output);
   };
+  UInt32 u32Hidden = 0;
   for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end();) {
     const auto current = item++;
     if (!means(current->Record())) continue;
-    Hide(*current);
+    u32Hidden += Hide(*current);
     if (current->Record().Class() == kImageClass) m_listDispInfo.erase(current);
   }
+  return u32Hidden;
 }
 
 // The pixels of an icon that waits will stay when they come; what it replaces is erased now.
@@ -199,9 +209,10 @@ void CDisplayList::HideAll() {
   }
 }
 
-void CDisplayList::Delete(UInt16 i_u16Seq) {
+UInt32 CDisplayList::Delete(UInt16 i_u16Seq) {
   LOG_INFO("osd delete disp seq<%#x>", i_u16Seq);
   LOG_INFO("m_listDispInfo.size=%u", Size());
+  const UInt32 u32Before = Size();
   const CSeqMatch match(i_u16Seq, kDeleteClasses);
   for (auto item = m_listDispInfo.begin(); item != m_listDispInfo.end();) {
     const auto current = item++;
@@ -214,6 +225,7 @@ void CDisplayList::Delete(UInt16 i_u16Seq) {
     if (!match.EveryNumber()) break;
   }
   LOG_INFO("m_listDispInfo.size=%u", Size());
+  return u32Before - Size();
 }
 
 // The time of a text runs on while it waits to be replaced by an icon.
@@ -254,6 +266,33 @@ void CDisplayList::Take(const T_PictureResult& i_result) {
       m_listDispInfo.begin(), m_listDispInfo.end(),
       [&](const T_Item& i_item) { return i_item.m_u64Ticket == i_result.m_u64Ticket; });
   if (found != m_listDispInfo.end()) DropIfGone(found, m_objIcons.Take(*found, i_result));
+}
+
+Bool CDisplayList::Lies(const T_Asker& i_asker) const {
+  return std::ranges::any_of(m_listDispInfo, [&](const T_Item& i_item) {
+    return i_item.m_stWanted.m_stAsker == i_asker && !i_item.m_vecDrawn.empty();
+  });
+}
+
+std::vector<T_OsdState::T_Element> CDisplayList::State() const {
+  std::vector<T_OsdState::T_Element> elements;
+  for (const T_Item& item : m_listDispInfo) {
+    const T_DispRecord& record = item.Record();
+    T_OsdState::T_Element element{
+        record.m_u16Seq,      record.m_u16VoSeq, record.IsIcon(),  {}, record.m_u16Time,
+        record.m_u8Hide != 0, EPicture::kNone,   item.m_strFailed, {}, item.m_stWanted.m_stAsker};
+    if (record.IsIcon()) {
+      element.m_vecLines = {record.Path()};
+      element.m_ePicture = item.m_stWanted.m_bCame ? EPicture::kShown : EPicture::kWaiting;
+    } else {
+      for (UInt32 line = 0; line < record.m_u16Line; ++line)
+        element.m_vecLines.emplace_back(record.m_aText[line]);
+    }
+    for (const T_Drawn& drawn : item.m_vecDrawn)
+      element.m_vecPlaces.push_back({drawn.m_s32Output, drawn.m_stRect});
+    elements.push_back(std::move(element));
+  }
+  return elements;
 }
 
 T_ItemList::iterator CDisplayList::FindOldestOpen() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "common/osd/icons.h"
+#include "common/osd/state.h"
 #include "common/osd/text_rules.h"
 
 class CDisplayList {
@@ -24,25 +25,26 @@ class CDisplayList {
   // not kept then (kGone), an updated one keeps the merged values (kFailed). An icon waits for its
   // pictures (kWaiting); when they cannot be read, or are too large to be shown with all others, a
   // new item is not kept and an updated one becomes what it was.
-  EOutcome Show(const T_DispRecord& i_record);
+  EOutcome Show(const T_DispRecord& i_record, const T_Asker& i_asker);
   // The same by source and id instead of the seq; an update replaces all lines. Lines beyond
   // kMaxLines are cut off in io_record itself.
-  EOutcome ShowById(T_DispRecord& io_record);
+  EOutcome ShowById(T_DispRecord& io_record, const T_Asker& i_asker);
 
   // Each erases what it hides, and keeps the items and their times. Icons whose pictures are still
-  // to come are hidden like others.
-  void Cancel(UInt16 i_u16Output, UInt16 i_u16Seq);
+  // to come are hidden like others. They return, as those below, how many items they hid or removed;
+  // one that was hidden already does not count.
+  UInt32 Cancel(UInt16 i_u16Output, UInt16 i_u16Seq);
   void CancelById(const T_DispRecord& i_record);
 
   // Hides icons of that output (kEveryOutput: of all); i_u16Seq kEveryElement means
   // every seq. Icons of class 2 leave the list, because no delete would ever take them.
-  void HideIcons(UInt16 i_u16Output, UInt16 i_u16Seq);
+  UInt32 HideIcons(UInt16 i_u16Output, UInt16 i_u16Seq);
   // Marks all items hidden; their pixels stay.
   void HideAll();
 
   // Erases and removes the first item with that seq; with a low byte of 255, all items of the class
   // in the high byte; with 255 there, of any class. Items of class 2 go with the latter only.
-  void Delete(UInt16 i_u16Seq);
+  UInt32 Delete(UInt16 i_u16Seq);
 
   // One second has passed: texts whose time is up are erased, and stay in the list, hidden.
   void HandleTimerMsg();
@@ -60,6 +62,12 @@ class CDisplayList {
   // called after every command and result.
   void AskForMissing();
 
+  // Whether the element that i_asker asked for last lies on any canvas.
+  Bool Lies(const T_Asker& i_asker) const;
+
+  // What is in the list, in its order.
+  std::vector<T_OsdState::T_Element> State() const;
+
   // Removes all items; the canvases stay as they are.
   void Clear() { m_listDispInfo.clear(); }
 
@@ -68,12 +76,14 @@ class CDisplayList {
   T_ItemList::iterator FindById(const T_DispRecord& i_record);
   T_ItemList::iterator FindOldestOpen();
   T_ItemList::iterator Merge(T_ItemList::iterator i_found, const T_DispRecord& i_record,
-                             Bool i_bAllLines);
+                             Bool i_bAllLines, const T_Asker& i_asker);
   EOutcome DrawText(T_ItemList::iterator i_item, Bool i_bNew);
-  EOutcome ShowIcon(T_ItemList::iterator i_found, const T_DispRecord& i_record);
+  EOutcome ShowIcon(T_ItemList::iterator i_found, const T_DispRecord& i_record,
+                    const T_Asker& i_asker);
   EOutcome DropIfGone(T_ItemList::iterator i_item, EOutcome i_eOutcome);
   void EraseShown(T_Item& io_item);
-  void Hide(T_Item& io_item);
+  // Whether it was not hidden already.
+  Bool Hide(T_Item& io_item);
 
   T_ItemList& m_listDispInfo;
   CPainter* const m_pPainter;

@@ -10,6 +10,8 @@ constexpr const char* kOwnOverlay = "/usr/local/share/image_overlay1.png";
 // So many requests of an output are kept at most, the wanted one among them.
 constexpr size_t kMaxScreens = 4;
 
+constexpr const char* kReplaced = "a later request came before its picture had been read";
+
 }  // namespace
 
 const CGuide::T_Screens& CGuide::WantedOn(SInt32 i_s32Output) const {
@@ -28,23 +30,38 @@ void CGuide::ChangeWanted(UInt16 i_u16Output, const T_Change& i_change) {
 }
 
 // The same picture, requested again while it is read, does not count as one more to return to.
-void CGuide::Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath) {
-  const T_Screen screen{++m_u64LastNumber, i_u16Seq, i_strPath};
+void CGuide::Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath,
+                  const T_Asker& i_asker) {
+  const T_Screen screen{++m_u64LastNumber, i_u16Seq, i_strPath, i_asker};
   ChangeWanted(i_u16Output, [&](T_Screens& io_screens) {
     if (!io_screens.empty() && !io_screens.back().m_bCame &&
-        io_screens.back().m_strPath == i_strPath)
+        io_screens.back().m_strPath == i_strPath) {
+      Close(io_screens.back(), kReplaced);
       io_screens.pop_back();
+    }
     io_screens.push_back(screen);
-    if (io_screens.size() > kMaxScreens)
-      io_screens.erase(io_screens.begin() + (io_screens[0].m_bCame ? 1 : 0));
+    if (io_screens.size() <= kMaxScreens) return;
+    const auto dropped = io_screens.begin() + (io_screens[0].m_bCame ? 1 : 0);
+    Close(*dropped, kReplaced);
+    io_screens.erase(dropped);
   });
 }
 
-void CGuide::Hide(UInt16 i_u16Output, UInt16 i_u16Seq) {
-  ChangeWanted(i_u16Output, [=](T_Screens& io_screens) {
+Bool CGuide::Hide(UInt16 i_u16Output, UInt16 i_u16Seq) {
+  Bool bHidden = false;
+  ChangeWanted(i_u16Output, [&](T_Screens& io_screens) {
     if (io_screens.empty()) return;
-    if (i_u16Seq == kEveryElement || io_screens.back().m_u16Seq == i_u16Seq) io_screens.clear();
+    if (i_u16Seq != kEveryElement && io_screens.back().m_u16Seq != i_u16Seq) return;
+    for (const T_Screen& screen : io_screens) Close(screen, kReplaced);
+    io_screens.clear();
+    bHidden = true;
   });
+  return bHidden;
+}
+
+void CGuide::Close(const T_Screen& i_screen, const char* i_pWhy) {
+  const Bool bDone = *i_pWhy == '\0';
+  g_objLedger.Close(i_screen.m_stAsker, bDone ? ERequest::kDone : ERequest::kRefused, i_pWhy);
 }
 
 void CGuide::Withdraw(T_Layer& io_layer) {
@@ -114,6 +131,8 @@ void CGuide::Ask(UInt64 i_u64Number) {
 }
 
 void CGuide::CountAsCome(T_Screens& io_screens) {
+  for (size_t i = 0; i + 1 < io_screens.size(); ++i) Close(io_screens[i], kReplaced);
+  Close(io_screens.back(), "");
   io_screens.erase(io_screens.begin(), io_screens.end() - 1);
   io_screens.back().m_bCame = true;
 }
@@ -128,17 +147,21 @@ void CGuide::SettleWanted() {
           const T_Screens& wanted = WantedOn(i_entry.first);
           return !wanted.empty() && wanted.back().m_u64Number == u64Number &&
                  i_entry.second.m_u64Number != u64Number;
-        }))
+        })) {
+      if (m_mapLayers.empty()) Close(io_screens.back(), CPainter::NoLayer(kEveryOutput).c_str());
       CountAsCome(io_screens);
+    }
   });
   std::erase_if(m_mapWanted, [&](const auto& i_entry) { return i_entry.second == m_vecOthers; });
 }
 
 // A screen that came once stays wanted: some layer shows it, and a new one asks for it again.
-void CGuide::Fail(UInt64 i_u64Number) {
-  ChangeWanted(kEveryOutput, [=](T_Screens& io_screens) {
-    std::erase_if(io_screens, [=](const T_Screen& i_screen) {
-      return !i_screen.m_bCame && i_screen.m_u64Number == i_u64Number;
+void CGuide::Fail(UInt64 i_u64Number, const std::string& i_strWhy) {
+  ChangeWanted(kEveryOutput, [&](T_Screens& io_screens) {
+    std::erase_if(io_screens, [&](const T_Screen& i_screen) {
+      const Bool bFails = !i_screen.m_bCame && i_screen.m_u64Number == i_u64Number;
+      if (bFails) Close(i_screen, i_strWhy.c_str());
+      return bFails;
     });
   });
 }
@@ -148,6 +171,16 @@ void CGuide::Come(const std::string& i_strPath) {
   ChangeWanted(kEveryOutput, [&](T_Screens& io_screens) {
     if (!io_screens.empty() && io_screens.back().m_strPath == i_strPath) CountAsCome(io_screens);
   });
+}
+
+std::vector<T_OsdState::T_Guide> CGuide::State() const {
+  std::vector<T_OsdState::T_Guide> guides;
+  for (const auto& [s32Output, layer] : m_mapLayers)
+    if (const T_Screens& wanted = WantedOn(s32Output); !wanted.empty())
+      guides.push_back({s32Output, wanted.back().m_u16Seq, wanted.back().m_strPath,
+                        wanted.back().m_bCame ? EPicture::kShown : EPicture::kWaiting,
+                        wanted.back().m_stAsker});
+  return guides;
 }
 
 Bool CGuide::Take(const T_PictureResult& i_result) {
@@ -165,6 +198,6 @@ Bool CGuide::Take(const T_PictureResult& i_result) {
   if (i_result.m_loaded)
     Come(pAsked->m_strAsked);
   else
-    Fail(pAsked->m_u64Asked);
+    Fail(pAsked->m_u64Asked, i_result.m_loaded.Why());
   return true;
 }

@@ -8,6 +8,7 @@
 
 #include "common/osd/painter.h"
 #include "common/osd/pictures/desk.h"
+#include "common/osd/state.h"
 
 class CGuide {
  public:
@@ -19,11 +20,12 @@ class CGuide {
   // (kEveryOutput: on all, also those that get a layer later) as soon as it has been
   // read. Until then the screen before it stays, and for good when it cannot be read; but later
   // requests treat it as if it were there already. CloseDifference has it read.
-  void Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath);
+  void Show(UInt16 i_u16Output, UInt16 i_u16Seq, const std::string& i_strPath,
+            const T_Asker& i_asker);
 
   // On that output, or on all: nothing is wanted any more where the latest Show had i_u16Seq.
-  // CloseDifference takes it away.
-  void Hide(UInt16 i_u16Output, UInt16 i_u16Seq);
+  // CloseDifference takes it away. Whether anything is taken away.
+  Bool Hide(UInt16 i_u16Output, UInt16 i_u16Seq);
 
   // The layer of i_s32Output is gone: nothing is read for it any more.
   void LayerGone(SInt32 i_s32Output);
@@ -37,12 +39,16 @@ class CGuide {
   // (logged), the screen before them is wanted again. False when no guide screen waits for it.
   Bool Take(const T_PictureResult& i_result);
 
+  // What is wanted on each layer, where anything is.
+  std::vector<T_OsdState::T_Guide> State() const;
+
  private:
   struct T_Screen {
     UInt64 m_u64Number;  // of the request; counted up
     UInt16 m_u16Seq;
     std::string m_strPath;  // empty = the device's own
-    Bool m_bCame = false;   // it has been read, or no layer needs it
+    T_Asker m_stAsker;
+    Bool m_bCame = false;  // it has been read, or no layer needs it
 
     bool operator==(const T_Screen&) const = default;
   };
@@ -64,9 +70,10 @@ class CGuide {
   UInt64 OldestMissing() const;
   void Ask(UInt64 i_u64Number);
   static void CountAsCome(T_Screens& io_screens);
+  static void Close(const T_Screen& i_screen, const char* i_pWhy);
   void SettleWanted();
   void Come(const std::string& i_strPath);
-  void Fail(UInt64 i_u64Number);
+  void Fail(UInt64 i_u64Number, const std::string& i_strWhy);
 
   CPainter* const m_pPainter;
   CPictureDesk* const m_pDesk;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "daemon/common/counters.h"
 #include "framework/log.h"
 
 namespace {
@@ -36,6 +37,15 @@ T_Rect IconRect(const T_DispRecord& i_record, const T_Canvas& i_canvas, const CP
           std::min(room.m_u32H, i_picture.Extent().m_u32H)};
 }
 
+constexpr const char* kReplaced = "a later request came before its picture had been read";
+
+// They will never be returned to.
+void DropBefore(T_Item& io_item) {
+  for (const T_Request& request : io_item.m_vecBefore)
+    g_objLedger.Close(request.m_stAsker, ERequest::kRefused, kReplaced);
+  io_item.m_vecBefore.clear();
+}
+
 // So many earlier requests of an item are kept at most.
 constexpr size_t kMaxBefore = 4;
 
@@ -53,7 +63,10 @@ void KeepBefore(T_Item& io_item) {
       wanted.m_vecOutputs.push_back(drawn.m_s32Output);
   auto& before = io_item.m_vecBefore;
   before.push_back(wanted);
-  if (before.size() > kMaxBefore) before.erase(before.begin() + (before[0].m_bCame ? 1 : 0));
+  if (before.size() <= kMaxBefore) return;
+  const auto dropped = before.begin() + (before[0].m_bCame ? 1 : 0);
+  g_objLedger.Close(dropped->m_stAsker, ERequest::kRefused, kReplaced);
+  before.erase(dropped);
 }
 
 }  // namespace
@@ -62,13 +75,17 @@ void CIcons::Withdraw(T_Item& io_item) { m_pDesk->Withdraw(std::exchange(io_item
 
 // A peer may ask for the same picture again and again, faster than it can be read. So a picture
 // that is being read is not given up for the same one; it is shown, and then read once more.
-void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record) {
-  T_Request request(i_record);
+void CIcons::Request(T_Item& io_item, const T_DispRecord& i_record, const T_Asker& i_asker) {
+  io_item.m_strFailed.clear();
+  T_Request request(i_record, i_asker);
   request.m_stRecord.m_u8Hide = 0;
   request.m_u64Number = ++m_u64LastNumber;
   for (const auto& [s32Output, layer] : m_pPainter->Layers())
     if (i_record.IsOn(s32Output)) request.m_vecOutputs.push_back(s32Output);
   const Bool bSame = IsSamePicture(io_item.Record(), i_record);
+  if (bSame && !io_item.m_stWanted.m_bCame &&
+      io_item.m_stWanted.m_stAsker.m_u32Entry != i_asker.m_u32Entry)
+    g_objLedger.Close(io_item.m_stWanted.m_stAsker, ERequest::kRefused, kReplaced);
   if (!bSame) Withdraw(io_item);
   if (!bSame || io_item.m_stWanted.m_bCame) KeepBefore(io_item);
   io_item.m_stWanted = std::move(request);
@@ -107,7 +124,10 @@ EOutcome CIcons::Close(T_Item& io_item) {
   job.m_vecTargets = Missing(io_item);
   io_item.m_u64Asked = io_item.m_stWanted.m_u64Number;
   if (job.m_vecTargets.empty()) return Place(io_item, {});
-  if (const auto kept = m_pDesk->Find(job)) return Place(io_item, *kept);
+  if (const auto kept = m_pDesk->Find(job)) {
+    Count(g_stCounters.m_picturesCached);
+    return Place(io_item, *kept);
+  }
   io_item.m_u64Ticket = m_pDesk->Ask(std::move(job));
   return EOutcome::kWaiting;
 }
@@ -117,7 +137,21 @@ EOutcome CIcons::Take(T_Item& io_item, const T_PictureResult& i_result) {
   if (i_result.m_loaded) return Place(io_item, i_result);
   // Requested again since it was asked for: it is read once more.
   const Bool bAgain = io_item.m_u64Asked != io_item.m_stWanted.m_u64Number;
-  return bAgain ? EOutcome::kWaiting : Fail(io_item);
+  return bAgain ? EOutcome::kWaiting : Fail(io_item, i_result.m_loaded.Why());
+}
+
+// The wanted request is answered: where it is seen, or why it is not.
+void CIcons::CloseEntry(T_Item& io_item) {
+  DropBefore(io_item);
+  const T_Asker& asker = io_item.m_stWanted.m_stAsker;
+  const auto isSeen = [](const T_Drawn& i_drawn) { return !i_drawn.m_stRect.IsEmpty(); };
+  if (std::ranges::any_of(io_item.m_vecDrawn, isSeen))
+    g_objLedger.Close(asker, ERequest::kDone);
+  else if (io_item.m_stWanted.m_vecOutputs.empty())
+    g_objLedger.Close(asker, ERequest::kRefused,
+                      CPainter::NoLayer(io_item.Record().m_u16VoSeq).c_str());
+  else
+    g_objLedger.Close(asker, ERequest::kRefused, "it lies outside the screen");
 }
 
 EOutcome CIcons::Place(T_Item& io_item, const T_PictureResult& i_result) {
@@ -139,7 +173,8 @@ EOutcome CIcons::Place(T_Item& io_item, const T_PictureResult& i_result) {
         "picture <%.4000s> is not shown: all that are shown would take %zu bytes, at most "
         "%zu; hide some, or show them smaller",
         record.Path(), bytes, kMaxBytesShown);
-    return Fail(io_item);
+    return Fail(io_item, "the pictures that are shown would take more than " +
+                             std::to_string(kMaxBytesShown >> 20) + " MiB together");
   }
   if (record.m_u8Hide == 0) {
     m_pPainter->Move(io_item, std::move(drawn));
@@ -149,14 +184,16 @@ EOutcome CIcons::Place(T_Item& io_item, const T_PictureResult& i_result) {
       io_item.m_stWanted.m_vecOutputs.clear();
   }
   io_item.m_stWanted.m_bCame = true;
-  io_item.m_vecBefore.clear();
+  CloseEntry(io_item);
   return EOutcome::kShown;
 }
 
 // An icon that was shown once stays where it is drawn; it is not asked for again for the other
 // layers until the next request or new layer.
-EOutcome CIcons::Fail(T_Item& io_item) {
+EOutcome CIcons::Fail(T_Item& io_item, const std::string& i_strWhy) {
   T_Request& wanted = io_item.m_stWanted;
+  io_item.m_strFailed = i_strWhy;
+  g_objLedger.Close(wanted.m_stAsker, ERequest::kRefused, i_strWhy.c_str());
   if (wanted.m_bCame) {
     std::erase_if(wanted.m_vecOutputs,
                   [&](SInt32 i_s32Output) { return io_item.On(i_s32Output) == nullptr; });
@@ -184,7 +221,8 @@ void CIcons::GoBack(T_Item& io_item) {
 
 void CIcons::Settle(T_Item& io_item) {
   Withdraw(io_item);
-  io_item.m_vecBefore.clear();
+  DropBefore(io_item);
+  g_objLedger.Close(io_item.m_stWanted.m_stAsker, ERequest::kRefused, kReplaced);
   io_item.m_stWanted.m_vecOutputs.clear();
   io_item.m_stWanted.m_bCame = true;
 }
@@ -196,7 +234,7 @@ void CIcons::Leave(T_Item& io_item) {
   if (outputs.empty()) Settle(io_item);
   io_item.m_stWanted.m_vecOutputs = std::move(outputs);
   io_item.m_stWanted.m_bCame = true;
-  io_item.m_vecBefore.clear();
+  DropBefore(io_item);
   CPainter::Forget(io_item);
 }
 

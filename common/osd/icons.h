@@ -26,7 +26,7 @@ class CIcons {
 
   // io_item, which may be new, is from now on wanted as the icon i_record, shown on the layers of
   // its output. Close then does what can be done about it.
-  void Request(T_Item& io_item, const T_DispRecord& i_record);
+  void Request(T_Item& io_item, const T_DispRecord& i_record, const T_Asker& i_asker);
 
   // Shows io_item on the layers where it is wanted and not yet drawn, if its pictures are at hand;
   // otherwise has them read, if there is room for one more job, and returns kWaiting. kFailed or
@@ -57,8 +57,9 @@ class CIcons {
   Bool IsMissingOn(const T_Item& i_item, SInt32 i_s32Output) const;
   std::vector<T_PictureJob::T_Target> Missing(const T_Item& i_item) const;
   EOutcome Place(T_Item& io_item, const T_PictureResult& i_result);
-  EOutcome Fail(T_Item& io_item);
+  EOutcome Fail(T_Item& io_item, const std::string& i_strWhy);
   void GoBack(T_Item& io_item);
+  static void CloseEntry(T_Item& io_item);
   void Withdraw(T_Item& io_item);
 
   CPainter* const m_pPainter;

@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <list>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "common/osd/canvas.h"
 #include "common/osd/disp_record.h"
 #include "common/osd/pictures/picture.h"
+#include "daemon/common/ledger.h"
 
 // Where an item lies on the layer of one output.
 struct T_Drawn {
@@ -24,10 +26,11 @@ struct T_Drawn {
 
 // A request for an item, and how far it has come.
 struct T_Request {
-  explicit T_Request(const T_DispRecord& i_record)
-      : m_stRecord(i_record), m_bCame(!i_record.IsIcon()) {}
+  T_Request(const T_DispRecord& i_record, const T_Asker& i_asker)
+      : m_stRecord(i_record), m_stAsker(i_asker), m_bCame(!i_record.IsIcon()) {}
 
   T_DispRecord m_stRecord;
+  T_Asker m_stAsker;
   // Icons: counted up, so a later request has a greater number. Texts: 0.
   UInt64 m_u64Number = 0;
   // Icons: the outputs whose layers are to show it. The request names them, and layers that come
@@ -65,7 +68,7 @@ struct T_Request {
 //                                   on a new layer
 //   a layer is gone               not there       not there         nothing there
 struct T_Item {
-  explicit T_Item(const T_DispRecord& i_record) : m_stWanted(i_record) {}
+  T_Item(const T_DispRecord& i_record, const T_Asker& i_asker) : m_stWanted(i_record, i_asker) {}
 
   // The latest request: what the item is to be.
   const T_DispRecord& Record() const { return m_stWanted.m_stRecord; }
@@ -98,6 +101,8 @@ struct T_Item {
   // The number of the request that asked for them: an earlier one than m_stWanted's when the same
   // pictures were requested again meanwhile.
   UInt64 m_u64Asked = 0;
+  // Why the last request failed, or what it lacks; empty when nothing.
+  std::string m_strFailed;
 };
 
 using T_ItemList = std::list<T_Item>;

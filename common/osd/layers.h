@@ -49,6 +49,9 @@ class CLayer {
         m_objDevice(std::move(i_objDevice)),
         m_objMemory(std::move(i_objMemory)) {}
 
+  // What it was set up from.
+  const T_LayerRequest& Request() const { return m_stRequest; }
+
   // Good as long as the layer.
   T_Canvas Canvas() const;
 

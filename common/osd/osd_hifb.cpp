@@ -6,6 +6,7 @@
 
 #include "common/osd/cargo.h"
 #include "daemon/common/bus.h"
+#include "daemon/common/counters.h"
 #include "daemon/common/timer_commands.h"
 #include "framework/log.h"
 
@@ -21,6 +22,12 @@ constexpr UInt32 kTickId = 0;
 constexpr UInt32 kTickMs = 1000;
 constexpr UInt16 kFullOpacity = 255;
 
+constexpr const char* kListFull = "the list is full: 65 elements are in it, the hidden ones, too";
+constexpr const char* kNothingHidden =
+    "no element of that output and number is shown, or its class cannot be hidden so";
+constexpr const char* kNothingDeleted =
+    "no element of that number is listed, or its class cannot be deleted";
+
 // The sender's texts need not be terminated. An icon's path may run on over all lines.
 void Normalise(UInt32 i_u32MsgNo, T_DispRecord& io_record) {
   if (i_u32MsgNo == T_OsdIconShow::kMsgNo) io_record.m_u32Kind = T_DispRecord::kKindIcon;
@@ -29,11 +36,6 @@ void Normalise(UInt32 i_u32MsgNo, T_DispRecord& io_record) {
   for (UInt32 line = 0; line < T_DispRecord::kMaxLines; ++line)
     if (!io_record.IsIcon() || line + 1 == T_DispRecord::kMaxLines)
       io_record.m_aText[line][T_DispRecord::kLineChars] = '\0';
-}
-
-// What waits for its pictures counts as shown.
-UInt32 Accepted(EOutcome i_eOutcome) {
-  return i_eOutcome == EOutcome::kShown || i_eOutcome == EOutcome::kWaiting ? 1 : 0;
 }
 
 template <class T>
@@ -153,6 +155,7 @@ const COsdHifb::T_Command* COsdHifb::FindCommand(UInt32 i_u32MsgNo) {
 UInt32 COsdHifb::Handle(const T_ModuleMsg& i_msg) {
   const UInt32 u32Result = HandleAlone(i_msg);
   SettleTick();
+  g_objLedger.NoteChange();
   return u32Result;
 }
 
@@ -173,6 +176,7 @@ UInt32 COsdHifb::Dispatch(const T_ModuleMsg& i_msg) {
   }
   LOG_INFO("-Osd_hifb_msg<%#x>", i_msg.m_u32MsgNo);
   if (i_msg.m_u32MsgNo <= kLastNoOp) return 1;
+  m_stAsker = i_msg.m_u32Src != kModuleOsd ? ReadAsker(i_msg) : T_Asker{};
   const T_Command* const pCommand = FindCommand(i_msg.m_u32MsgNo);
   if (pCommand != nullptr) return (this->*pCommand->m_pHandler)(i_msg);
   // "unkown" is on purpose: field reports are searched for the text as it stands.
@@ -193,9 +197,21 @@ UInt32 COsdHifb::Init(const T_LayerRequest& i_request) {
   return 1;
 }
 
-UInt32 COsdHifb::HandleInit(const T_OsdInit& i_command) { return Init(i_command.m_stLayer); }
+void COsdHifb::Conclude(Bool i_bDone, const std::string& i_strWhy) {
+  g_objLedger.Close(m_stAsker, i_bDone ? ERequest::kDone : ERequest::kRefused,
+                    i_bDone ? "" : i_strWhy.c_str());
+}
+
+UInt32 COsdHifb::HandleInit(const T_OsdInit& i_command) {
+  const UInt32 u32Done = Init(i_command.m_stLayer);
+  Conclude(u32Done != 0, "the layer cannot be set up; the log says which step failed");
+  return u32Done;
+}
 
 UInt32 COsdHifb::HandleDeInit(const T_OsdDeInit& i_command) {
+  const SInt32 s32Output = i_command.m_stLayer.m_s32VoDev;
+  Conclude(m_mapLayers.contains(s32Output),
+           CPainter::NoLayer(OutputOf(static_cast<UInt16>(s32Output))));
   DeInit(i_command.m_stLayer.m_s32VoDev);
   return 1;
 }
@@ -253,30 +269,47 @@ void COsdHifb::SettleTick() {
   }
 }
 
+// What waits for its pictures counts as shown.
+UInt32 COsdHifb::ConcludeShow(EOutcome i_eOutcome) {
+  if (i_eOutcome == EOutcome::kShown)
+    g_objLedger.Close(m_stAsker, m_objList.Lies(m_stAsker) ? ERequest::kDone : ERequest::kRefused,
+                      m_objPainter.Why().c_str());
+  if (i_eOutcome == EOutcome::kShown || i_eOutcome == EOutcome::kWaiting) return 1;
+  Conclude(false, m_objPainter.Why());
+  return 0;
+}
+
 UInt32 COsdHifb::HandleShow(T_DispRecord& io_record) {
-  return m_objList.HasRoom() ? Accepted(m_objList.Show(io_record)) : 0;
+  if (m_objList.HasRoom()) return ConcludeShow(m_objList.Show(io_record, m_stAsker));
+  Conclude(false, kListFull);
+  return 0;
 }
 
 UInt32 COsdHifb::HandleCancel(const T_OsdTextCancel& i_command) {
-  m_objList.Cancel(i_command.m_u16Output, i_command.m_u16OsdSeq);
+  const UInt32 u32Hidden = m_objList.Cancel(i_command.m_u16Output, i_command.m_u16OsdSeq);
+  Conclude(u32Hidden > 0, kNothingHidden);
   return 1;
 }
 
 UInt32 COsdHifb::HandleIconHide(const T_OsdIconHide& i_command) {
   const UInt16 u16Output = OutputOf(i_command.m_u16Output);
-  m_objGuide.Hide(u16Output, i_command.m_u16OsdSeq);
-  if (i_command.m_u16What != T_OsdIconHide::kGuideAlone)
-    m_objList.HideIcons(u16Output, i_command.m_u16OsdSeq);
+  Bool bHidden = m_objGuide.Hide(u16Output, i_command.m_u16OsdSeq);
+  if (i_command.m_u16What != T_OsdIconHide::kGuideAlone &&
+      m_objList.HideIcons(u16Output, i_command.m_u16OsdSeq) > 0)
+    bHidden = true;
+  Conclude(bHidden, kNothingHidden);
   return 1;
 }
 
 UInt32 COsdHifb::HandleGuide(const T_OsdGuide& i_command) {
-  m_objGuide.Show(OutputOf(i_command.m_u16Output), i_command.m_u16OsdSeq, "");
+  m_objGuide.Show(OutputOf(i_command.m_u16Output), i_command.m_u16OsdSeq, "", m_stAsker);
   return 1;
 }
 
 UInt32 COsdHifb::HandleShowById(T_DispRecord& io_record) {
-  return m_objList.HasRoom() ? Accepted(m_objList.ShowById(io_record)) : 0;
+  if (m_objList.HasRoom()) return ConcludeShow(m_objList.ShowById(io_record, m_stAsker));
+  Conclude(false, kListFull);
+  return 0;
 }
 
 UInt32 COsdHifb::HandleCancelById(T_DispRecord& io_record) {
@@ -285,7 +318,7 @@ UInt32 COsdHifb::HandleCancelById(T_DispRecord& io_record) {
 }
 
 UInt32 COsdHifb::HandleDelete(const T_OsdDelete& i_command) {
-  m_objList.Delete(i_command.m_u16OsdSeq);
+  Conclude(m_objList.Delete(i_command.m_u16OsdSeq) > 0, kNothingDeleted);
   return 1;
 }
 
@@ -296,15 +329,24 @@ UInt32 COsdHifb::HandlePictureOrResult(const T_ModuleMsg& i_msg) {
 
 UInt32 COsdHifb::HandlePicture(const T_OsdPicture& i_command) {
   m_objGuide.Show(OutputOf(i_command.m_u16Output), i_command.m_u16OsdSeq,
-                  i_command.m_pPath != nullptr ? i_command.m_pPath : "");
+                  i_command.m_pPath != nullptr ? i_command.m_pPath : "", m_stAsker);
   return 1;
 }
 
 UInt32 COsdHifb::HandleResult(const T_OsdPictureResult& i_command) {
   if (i_command.m_pResult == nullptr) return 1;
+  Count(g_stCounters.m_picturesRead);
   m_objDesk.Keep(*i_command.m_pResult);
   if (!m_objGuide.Take(*i_command.m_pResult)) m_objList.Take(*i_command.m_pResult);
   return 1;
+}
+
+T_OsdState COsdHifb::State() {
+  CMutexLocker locker(&m_objMutex);
+  CMutexLocker listLocker(&m_objListMutex);
+  T_OsdState state{{}, m_objList.State(), m_objGuide.State()};
+  for (const auto& [s32VoDev, layer] : m_mapLayers) state.m_vecLayers.push_back(layer.Request());
+  return state;
 }
 
 UInt32 COsdHifb::HandleCancelAll(const T_OsdCancelAll&) {

@@ -10,6 +10,7 @@
 
 #include <deque>
 #include <optional>
+#include <string>
 
 #include "common/osd/commands.h"
 #include "common/osd/display_list.h"
@@ -37,6 +38,12 @@ class COsdHifb : public CThread {
   // for success and for numbers that are unknown, 0 for failure and null. What the message carries by
   // address is neither changed nor kept. i_u32Arg is not used. Any thread.
   UInt32 HandleSyncMsg(const T_ModuleMsg* i_pMsg, UInt32 i_u32Arg);
+
+  // How many commands waited in the queue at a time, at most. Any thread.
+  size_t LongestQueue() { return m_objQueue.Longest(); }
+
+  // What is shown and kept now. Waits for a command that is being handled. Any thread.
+  T_OsdState State();
 
   // Ends the thread within milliseconds and joins it. The owner's thread; again is harmless.
   void Stop();
@@ -88,6 +95,10 @@ class COsdHifb : public CThread {
   std::optional<Bool> TickToSettle();
   void SettleTick();
 
+  // The end of the command that is being handled, unless it waits for pictures.
+  void Conclude(Bool i_bDone, const std::string& i_strWhy) REQUIRES(m_objMutex, m_objListMutex);
+  UInt32 ConcludeShow(EOutcome i_eOutcome) REQUIRES(m_objMutex, m_objListMutex);
+
   CMsgQueue m_objQueue;
 
   CMutex m_objMutex ACQUIRED_BEFORE(m_objListMutex);
@@ -95,6 +106,7 @@ class COsdHifb : public CThread {
   Bool m_bTickRunning GUARDED_BY(m_objMutex) = false;
   // What it is still to be asked for, in order: true starts the tick, false stops it.
   std::deque<Bool> m_dequeTick GUARDED_BY(m_objMutex);
+  T_Asker m_stAsker GUARDED_BY(m_objMutex);  // of the command that is being handled
   // One thread at a time asks, so that the order is kept.
   Bool m_bTickSettling GUARDED_BY(m_objMutex) = false;
 

@@ -65,6 +65,21 @@ Bool Lies(const T_Item& i_item, SInt32 i_s32Output, const T_Rect& i_rect) {
   return pDrawn != nullptr && !Intersect(pDrawn->m_stRect, i_rect).IsEmpty();
 }
 
+// The first of its lines that is not drawn, and why; empty when all are.
+std::string Missing(const T_Layout& i_layout, const T_Canvas& i_canvas) {
+  for (UInt32 i = 0; i < i_layout.m_u32Lines; ++i) {
+    const T_Layout::T_Line& line = i_layout.m_aLines[i];
+    if (line.IsDrawn()) continue;
+    const auto [w, h] = i_layout.m_stCell;
+    const UInt64 u64Beyond = line.m_bTooLong
+                                 ? i_layout.m_u32X + UInt64{w} * line.m_u32Length - i_canvas.m_u32W
+                                 : i_layout.m_u32Y + UInt64{h} * (i + 1) - i_canvas.m_u32H;
+    return "line " + std::to_string(i + 1) + " passes the screen's " +
+           (line.m_bTooLong ? "right edge" : "bottom") + " by " + std::to_string(u64Beyond) + " px";
+  }
+  return i_layout.m_stBounds.IsEmpty() ? "it has no characters" : "";
+}
+
 void ForgetOn(T_Item& io_item, SInt32 i_s32Output) {
   std::erase_if(io_item.m_vecDrawn,
                 [=](const T_Drawn& i_drawn) { return i_drawn.m_s32Output == i_s32Output; });
@@ -103,8 +118,13 @@ Bool CPainter::ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32Outp
   const T_Rect before = io_item.RectOn(i_s32Output);
   LeaveText(io_item, i_s32Output);
   const std::optional<T_Layout> layout = m_objDrawer.LayOut(io_item.Shown().m_stRecord, canvas);
-  if (!layout) return false;
+  if (!layout) {
+    if (m_strWhy.empty()) m_strWhy = "its font cannot be had in that size";
+    return false;
+  }
   LogBroken(*layout, canvas, i_eMode);
+  if (std::string missing = Missing(*layout, canvas); !missing.empty())
+    m_strWhy = std::move(missing);
   const T_Rect& cells = layout->m_stBounds;
   if (i_eMode == EDrawMode::kDraw && !cells.IsEmpty())
     io_item.m_vecDrawn.push_back({i_s32Output, cells, nullptr, 0});
@@ -114,6 +134,7 @@ Bool CPainter::ChangeTextOn(T_Item& io_item, EDrawMode i_eMode, SInt32 i_s32Outp
   }
   const Bool bDrawn = m_objDrawer.DrawOsdInfo(*layout, i_eMode, canvas, canvas.Whole());
   io_layer.Refresh(cells);
+  if (!bDrawn) m_strWhy = "the font has not all of its characters";
   return bDrawn;
 }
 
@@ -137,9 +158,24 @@ Bool CPainter::ChangeText(T_Item& io_item, EDrawMode i_eMode) {
   return bDrawn;
 }
 
+std::string CPainter::NoLayer(UInt16 i_u16Output) {
+  const std::string output =
+      i_u16Output == kEveryOutput ? "any output" : "output " + std::to_string(i_u16Output);
+  return "there is no layer for " + output + ": it was not set up";
+}
+
 Bool CPainter::ShowText(T_Item& io_item) {
+  const T_DispRecord& record = io_item.Record();
+  const auto isOn = [&](const auto& i_entry) { return record.IsOn(i_entry.first); };
+  m_strWhy.clear();
+  if (record.m_u32Position >= kPositionCodes)
+    m_strWhy = "its position code is none of 0 to 8";
+  else if (std::none_of(m_pLayers->begin(), m_pLayers->end(), isOn))
+    m_strWhy = NoLayer(record.m_u16VoSeq);
   const Bool bDrawn = ChangeText(io_item, EDrawMode::kDraw);
-  return RestoreAll(&io_item) && bDrawn;
+  if (RestoreAll(&io_item)) return bDrawn;
+  m_strWhy = "the font has not all of its characters";
+  return false;
 }
 
 void CPainter::Move(T_Item& io_item, std::vector<T_Drawn> i_vecDrawn) {

@@ -12,6 +12,7 @@
 
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "common/osd/item.h"
@@ -30,6 +31,11 @@ class CPainter {
   // an unknown position code, on whatever layers, and when the font or a glyph could not be had for
   // one of them: the others are drawn all the same.
   Bool ShowText(T_Item& io_item);
+
+  // In words why the last ShowText drew the text nowhere, or not all of it; empty when it did.
+  const std::string& Why() const { return m_strWhy; }
+  // That there is no layer for an output that a request names.
+  static std::string NoLayer(UInt16 i_u16Output);
 
   // Draws the text io_item, or erases it, on the layers of its output, and takes it off those of
   // another output. Where it touches no picture and no damage that is at once, and refreshed;
@@ -83,6 +89,7 @@ class CPainter {
   T_LayerMap* const m_pLayers;
   T_ItemList* const m_pItems;
   CTextDrawer m_objDrawer;
+  std::string m_strWhy;
   // Rows of a canvas that are being composed; fits a processor's cache.
   static constexpr UInt32 kBandPixels = 32768;
   std::vector<UInt32> m_vecBand = std::vector<UInt32>(kBandPixels);

@@ -1,5 +1,6 @@
 #include "daemon/common/msg_queue.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "framework/clock.h"
@@ -12,6 +13,7 @@ Bool CMsgQueue::TryPush(const T_ModuleMsg& i_msg) {
   if (m_lstFree.empty()) m_lstFree.emplace_back();
   m_lstFree.front() = i_msg;
   m_lstQueued.splice(m_lstQueued.end(), m_lstFree, m_lstFree.begin());
+  m_longest = std::max(m_longest, m_lstQueued.size());
   return true;
 }
 
@@ -61,6 +63,11 @@ Bool CMsgQueue::HasRoomFor(CTask* i_pTask) {
   if (bFull && s64Now - m_s64WaitsSince >= kStuckMs) m_bStuck = true;
   m_pWaiter = bFull && !m_bStuck ? i_pTask : nullptr;
   return m_pWaiter == nullptr;
+}
+
+size_t CMsgQueue::Longest() {
+  CMutexLocker locker(&m_objLock);
+  return m_longest;
 }
 
 void CMsgQueue::Close() {

@@ -31,6 +31,9 @@ class CMsgQueue {
   Bool HasRoomFor(CTask* i_pTask);
   static constexpr SInt64 kStuckMs = 1500;
 
+  // How many waited at a time, at most. Any thread.
+  size_t Longest();
+
   // The owner takes no more: there is no room any more, and nobody is told. Once the owner's thread
   // has ended, the task may go. Any thread.
   void Close();
@@ -54,5 +57,6 @@ class CMsgQueue {
   CTask* m_pWaiter GUARDED_BY(m_objLock) = nullptr;
   SInt64 m_s64WaitsSince GUARDED_BY(m_objLock) = 0;  // ms, or the time of the last pop since then
   Bool m_bStuck GUARDED_BY(m_objLock) = false;
+  size_t m_longest GUARDED_BY(m_objLock) = 0;
   Bool m_bClosed GUARDED_BY(m_objLock) = false;
 };
