@@ -1,13 +1,10 @@
 #include "framework/crash.h"
 
 #include <csignal>
-#include <cstddef>
 
 #include "framework/types.h"
 
 namespace {
-
-constexpr size_t kStackBytes = 16384;  // the processor's registers take most of it
 
 struct T_Crash {
   SInt32 m_s32Signal;
@@ -27,7 +24,7 @@ void Die(SInt32 i_s32Signal, siginfo_t* i_pInfo, void* /*i_pContext*/) {
 }  // namespace
 
 void BeforeCrash(void (*i_pLastDeed)()) {
-  GiveCrashStack();
+  static CCrashStack s_objStack;
   s_pLastDeed = i_pLastDeed;
   struct sigaction stAction {};
   stAction.sa_sigaction = Die;
@@ -39,10 +36,16 @@ void BeforeCrash(void (*i_pLastDeed)()) {
   }
 }
 
-void GiveCrashStack() {
-  static thread_local char t_aStack[kStackBytes];
+CCrashStack::CCrashStack() {
   stack_t stNow{};
   if (sigaltstack(nullptr, &stNow) != 0 || (stNow.ss_flags & SS_DISABLE) == 0) return;
-  stNow = {.ss_sp = t_aStack, .ss_flags = 0, .ss_size = sizeof(t_aStack)};
+  stNow = {.ss_sp = m_aBytes, .ss_flags = 0, .ss_size = sizeof(m_aBytes)};
+  sigaltstack(&stNow, nullptr);
+}
+
+CCrashStack::~CCrashStack() {
+  stack_t stNow{};
+  if (sigaltstack(nullptr, &stNow) != 0 || stNow.ss_sp != m_aBytes) return;
+  stNow.ss_flags = SS_DISABLE;
   sigaltstack(&stNow, nullptr);
 }

@@ -109,7 +109,7 @@ void CThread::BindToProcessor(UInt32 i_u32Cpu, const char* i_pTag) {
 
 void* CThread::Run(void* i_pThread) {
   auto* pThread = static_cast<CThread*>(i_pThread);
-  GiveCrashStack();
+  const CCrashStack stack;
   pThread->m_stThreadID.store(pthread_self(), std::memory_order_release);
   sched_param stParam{};
   stParam.sched_priority = pThread->m_s32Priority;
