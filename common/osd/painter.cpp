@@ -208,7 +208,7 @@ Bool CPainter::Compose(const T_Canvas& i_canvas, const T_Rect& i_rect, const T& 
   for (UInt32 row = 0; row < i_rect.m_u32H; row += u32Rows) {
     const T_Rect rows{i_rect.m_u32X, i_rect.m_u32Y + row, i_rect.m_u32W,
                       std::min(u32Rows, i_rect.m_u32H - row)};
-    const T_Canvas band{m_vecBand.data(), i_canvas.m_u32W, i_canvas.m_u32H, rows.m_u32Y};
+    const T_Canvas band{m_pBand.get(), i_canvas.m_u32W, i_canvas.m_u32H, rows.m_u32Y};
     if (!i_paint(band, rows)) bAll = false;
     CopyRect(band, i_canvas, rows);
   }

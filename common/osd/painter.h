@@ -90,9 +90,10 @@ class CPainter {
   T_ItemList* const m_pItems;
   CTextDrawer m_objDrawer;
   std::string m_strWhy;
-  // Rows of a canvas that are being composed; fits a processor's cache.
+  // Rows of a canvas that are being composed; fits a processor's cache. Takes
+  // memory from its first use on.
   static constexpr UInt32 kBandPixels = 32768;
-  std::vector<UInt32> m_vecBand = std::vector<UInt32>(kBandPixels);
+  std::unique_ptr<UInt32[]> m_pBand = std::make_unique_for_overwrite<UInt32[]>(kBandPixels);
   // Whether an item may lie somewhere with a picture. While none does, texts need not look for one.
   Bool m_bPictures = false;
   std::map<SInt32, T_Rect> m_mapDamage;
