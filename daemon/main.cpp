@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <getopt.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -96,6 +97,9 @@ void OpenStandardStreams() {
 }
 
 void StartFramework() {
+  // Records are made on one thread and freed on another: arenas of their own would keep for each
+  // thread what was ever under way at once.
+  mallopt(M_ARENA_MAX, 1);
   CThread::Initialize(kThreadStackBytes);
   CLog::Start();
   CTaskThreadPool::AddThreads(kTaskThreads);
