@@ -1,5 +1,7 @@
 #include <png.h>
 
+#include <algorithm>
+#include <bit>
 #include <chrono>
 #include <csetjmp>
 #include <cstdio>
@@ -41,7 +43,7 @@ class CPngReader {
     m_rowsBefore = i_pass * i_stExtent.m_u32H;
     return Attempt(&Begin);
   }
-  // Puts those px of the next row that belong to the pass.
+  // Puts those px of the next row that belong to the pass, in bytes.
   CResult<> Read(UInt32* io_pRow) {
     m_pRow = io_pRow;
     return Attempt(&Row);
@@ -124,23 +126,27 @@ CResult<T_PngHead> CPngReader::ReadHead() {
                    png_get_interlace_type(m_pPng, m_pInfo) != PNG_INTERLACE_NONE};
 }
 
-// Every kind of pixel becomes one native ARGB8888 word.
-void AskForWords(png_structp io_pPng) {
+// Every kind of pixel becomes four bytes, red first.
+void AskForBytes(png_structp io_pPng) {
   png_set_expand(io_pPng);
   png_set_scale_16(io_pPng);
   png_set_gray_to_rgb(io_pPng);
-#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-  png_set_bgr(io_pPng);
   png_set_add_alpha(io_pPng, 0xFF, PNG_FILLER_AFTER);
+}
+
+// One pixel's four bytes, as they lie in memory, as a native ARGB8888 word. libpng could give these
+// at once, byte by byte in several times the time.
+UInt32 ArgbOf(UInt32 i_u32Bytes) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  return (i_u32Bytes & 0xFF00FF00) | std::rotl(i_u32Bytes & 0x00FF00FF, 16);
 #else
-  png_set_swap_alpha(io_pPng);
-  png_set_add_alpha(io_pPng, 0xFF, PNG_FILLER_BEFORE);
+  return std::rotr(i_u32Bytes, 8);
 #endif
 }
 
 void CPngReader::Begin(CPngReader& io_reader) {
   png_structp pPng = io_reader.m_pPng;
-  AskForWords(pPng);
+  AskForBytes(pPng);
   png_set_interlace_handling(pPng);
   png_read_update_info(pPng, io_reader.m_pInfo);
   if (png_get_rowbytes(pPng, io_reader.m_pInfo) != size_t{io_reader.m_u32W} * sizeof(UInt32))
@@ -159,6 +165,7 @@ class CPngRows : public CRowReader {
   CResult<> Read(UInt32* o_pRow) override {
     for (const auto& pPass : m_passes)
       if (CResult<> read = pPass->Read(o_pRow); !read) return read;
+    std::transform(o_pRow, o_pRow + Extent().m_u32W, o_pRow, &ArgbOf);
     return {};
   }
   CResult<> Finish() override { return m_passes.back()->Finish(); }
