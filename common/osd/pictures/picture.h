@@ -20,10 +20,9 @@ class CPicture {
   static constexpr UInt32 kMaxSide = 8192;  // px
   static constexpr size_t kMaxPixels = size_t{64} << 20;
 
-  // Its pixels are undefined at first. Throws std::bad_alloc.
-  explicit CPicture(const T_Extent& i_extent)
-      : m_stExtent(i_extent),
-        m_pPixels(std::make_unique_for_overwrite<UInt32[]>(i_extent.Pixels())) {}
+  // Its pixels are 0 at first and take memory from then on that they are written; all of it goes
+  // back to the system in the end. Throws std::bad_alloc.
+  explicit CPicture(const T_Extent& i_extent);
 
   const T_Extent& Extent() const { return m_stExtent; }
   size_t Bytes() const { return m_stExtent.Pixels() * sizeof(UInt32); }
@@ -44,7 +43,12 @@ class CPicture {
   void SetOpaque(Bool i_bOpaque) { m_bOpaque = i_bOpaque; }
 
  private:
+  struct T_Unmap {
+    size_t m_bytes;
+    void operator()(UInt32* i_pPixels) const;
+  };
+
   T_Extent m_stExtent;
-  std::unique_ptr<UInt32[]> m_pPixels;
+  std::unique_ptr<UInt32[], T_Unmap> m_pPixels;
   Bool m_bOpaque = false;
 };
