@@ -115,35 +115,35 @@ struct T_ConfigurationTried {
   ino_t m_inode = 0;
   time_t m_seconds = 0;
   long m_nanoseconds = 0;
+  std::string m_strPipe;  // as PipeNamedIn
   Bool m_bTried = false;
   bool operator==(const T_ConfigurationTried&) const = default;
 };
 
-// log4cpp would wait for a reader of a log file that is a pipe. Throws its name.
-void RefusePipes(const std::string& i_strConfiguration) {
+// A log file of that configuration that is a pipe, or none: log4cpp would wait for its reader.
+std::string PipeNamedIn(const std::string& i_strConfiguration) {
   std::ifstream lines(i_strConfiguration);
   for (std::string strLine; std::getline(lines, strLine);) {
     const size_t equal = strLine.find('=', strLine.find(".fileName"));
     if (equal == std::string::npos) continue;
     const size_t start = strLine.find_first_not_of(" \t", equal + 1);
     if (start == std::string::npos) continue;
-    const std::string strFile =
-        strLine.substr(start, strLine.find_last_not_of(" \t\r") + 1 - start);
+    std::string strFile = strLine.substr(start, strLine.find_last_not_of(" \t\r") + 1 - start);
     struct stat file {};
-    if (stat(strFile.c_str(), &file) == 0 && S_ISFIFO(file.st_mode))
-      throw std::runtime_error("its log file " + strFile + " is a pipe");
+    if (stat(strFile.c_str(), &file) == 0 && S_ISFIFO(file.st_mode)) return strFile;
   }
+  return "";
 }
 
 // Throws why it cannot. log4cpp gets the name of the very file that was looked at: by now the path
 // may lead to a pipe, on which it would wait.
-void ReadConfiguration(const CDescriptor& i_named, mode_t i_mode) {
+void ReadConfiguration(const std::string& i_strSelf, mode_t i_mode, const std::string& i_strPipe) {
   if (!S_ISREG(i_mode)) throw std::runtime_error("it is no regular file");
-  const std::string strSelf = "/proc/self/fd/" + std::to_string(i_named.Get());
-  if (access(strSelf.c_str(), R_OK) != 0)
-    throw std::runtime_error("it cannot be read, through " + strSelf + ": " + std::strerror(errno));
-  RefusePipes(strSelf);
-  log4cpp::PropertyConfigurator::configure(strSelf);
+  if (access(i_strSelf.c_str(), R_OK) != 0)
+    throw std::runtime_error("it cannot be read, through " + i_strSelf + ": " +
+                             std::strerror(errno));
+  if (!i_strPipe.empty()) throw std::runtime_error("its log file " + i_strPipe + " is a pipe");
+  log4cpp::PropertyConfigurator::configure(i_strSelf);
 }
 
 T_LogLine Line(SInt32 i_s32Priority, std::string_view i_text) {
@@ -202,13 +202,16 @@ Bool CLog::Configure(const char* i_pPath) {
   struct stat file = {};  // all zeros where there is none
   if (named.Get() >= 0) fstat(named.Get(), &file);
   static T_ConfigurationTried s_stTried;
-  const T_ConfigurationTried now{file.st_ino, file.st_mtim.tv_sec, file.st_mtim.tv_nsec, true};
+  const std::string strSelf = "/proc/self/fd/" + std::to_string(named.Get());
+  const std::string strPipe = S_ISREG(file.st_mode) ? PipeNamedIn(strSelf) : "";
+  const T_ConfigurationTried now{file.st_ino, file.st_mtim.tv_sec, file.st_mtim.tv_nsec, strPipe,
+                                 true};
   if (s_stTried == now) return false;
   const Bool bFirst = !s_stTried.m_bTried;
   s_stTried = now;
   try {
     if (named.Get() < 0) throw std::runtime_error(std::strerror(openErrno));
-    ReadConfiguration(named, file.st_mode);
+    ReadConfiguration(strSelf, file.st_mode, strPipe);
     TakeOverFileAppenders();
     FindRoute();
     return true;

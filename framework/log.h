@@ -21,7 +21,7 @@ class CLog {
   // Reads the log4cpp property file i_pPath, a regular file. Needs /proc. When it is missing or
   // broken, says so in one line on standard error and returns false: the process then runs without
   // appenders, and may call again whenever it likes. A file that has not changed since is not read
-  // again. Its FileAppenders and RollingFileAppenders become ours, of the same names, and write the
+  // again, unless its log was a pipe, which is refused, and is none any more. Its FileAppenders and RollingFileAppenders become ours, of the same names, and write the
   // same bytes; all others write while their lines are logged. One thread only.
   static Bool Configure(const char* i_pPath);
 

@@ -221,6 +221,9 @@ TEST(Log, LosesNoLineWhileItsFileMovesAndTellsWhenItHasNone) {
   CLog::FollowFiles();
   LOG_INFO("lost");
   CLog::Shutdown();
+  EXPECT_FALSE(CLog::Configure((folder.Folder() / "conf").c_str()));
+  std::filesystem::remove(folder.Log());
+  EXPECT_TRUE(CLog::Configure((folder.Folder() / "conf").c_str()));
   EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::StartsWith("osdsrv: cannot write"));
 }
 
