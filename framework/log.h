@@ -21,8 +21,9 @@ class CLog {
   // Reads the log4cpp property file i_pPath, a regular file. Needs /proc. When it is missing or
   // broken, says so in one line on standard error and returns false: the process then runs without
   // appenders, and may call again whenever it likes. A file that has not changed since is not read
-  // again, unless its log was a pipe, which is refused, and is none any more. Its FileAppenders and RollingFileAppenders become ours, of the same names, and write the
-  // same bytes; all others write while their lines are logged. One thread only.
+  // again, unless its log was a pipe, which is refused, and is none any more. Its FileAppenders and
+  // RollingFileAppenders become ours, of the same names, and write the same bytes; all others write
+  // while their lines are logged. One thread only.
   static Bool Configure(const char* i_pPath);
 
   // From now on a thread writes the files: before, each line is written when it is logged. In the

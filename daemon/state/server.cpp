@@ -64,6 +64,7 @@ void CStateServer::Stop() {
   RequestStop();
   eventfd_write(m_wake.Get(), 1);
   StopAndWaitForThread();
+  m_listener = CDescriptor();
   unlink(m_strPath.c_str());
   m_strPath.clear();
 }
