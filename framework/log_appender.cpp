@@ -52,6 +52,7 @@ void CLogAppender::Append(const T_LogLine& i_stLine) {
   if (!writer.Put(&m_file, m_layout->MostBytes(i_stLine), IsUrgent(i_stLine.m_s32Priority),
                   [&](char* o_p) { return m_layout->Write(i_stLine, o_p); }))
     writer.AddDropped(1);
+  writer.AwaitCrash();
 }
 
 Bool CLogAppender::Put(const log4cpp::LoggingEvent& i_event, Bool i_bMayWait) {

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr long kGatherNs = 20 * 1000000L;  // for what usually follows a line, to be written with it
-constexpr SInt32 kCrashWaitMs = 1000;
 
 }  // namespace
 
@@ -115,9 +114,9 @@ void CLogWriter::WriteWaiting() {
 
 void CLogWriter::WriteBeforeCrash() {
   CLogWriter& writer = Get();
-  const UInt32 u32Until = writer.m_ring.Put();
-  for (SInt32 s32Ms = 0; s32Ms < kCrashWaitMs; ++s32Ms) {
-    if (static_cast<SInt32>(u32Until - writer.m_ring.Released()) <= 0) return;
+  writer.m_bCrashing.store(true, std::memory_order_relaxed);
+  for (UInt32 u32Ms = 0; u32Ms < kMostCrashMs; ++u32Ms) {
+    if (writer.m_ring.Put() == writer.m_ring.Released()) return;
     sem_post(&writer.m_stWake);
     CThread::Sleep(1);
   }

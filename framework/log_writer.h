@@ -17,6 +17,7 @@
 class CLogWriter {
  public:
   static constexpr SInt64 kMostWaitMs = 50;  // for room
+  static constexpr UInt32 kMostCrashMs = 1000;
 
   static CLogWriter& Get();
 
@@ -52,6 +53,13 @@ class CLogWriter {
     m_u32Dropped.fetch_add(i_u32Lines, std::memory_order_relaxed);
   }
 
+  // Behind a line that was put in. While the process dies of a crash, holds the caller back: nobody
+  // is to act, and to acknowledge, after a line that may not reach its file. Not the writer's
+  // thread.
+  void AwaitCrash() const {
+    if (m_bCrashing.load(std::memory_order_relaxed)) CThread::Sleep(kMostCrashMs);
+  }
+
   // Opens the file anew when its name leads elsewhere. Waits for a write that is under way.
   void Follow(CLogFile& io_file);
 
@@ -82,7 +90,8 @@ class CLogWriter {
   CLogRing m_ring;
   sem_t m_stWake;  // lines wait, many wait, or it is time to end
   std::atomic<UInt32> m_u32Dropped{0};
-  std::unique_ptr<CRunner> m_pRunner;  // the owner's
+  std::atomic<Bool> m_bCrashing{false};  // guards nothing, so relaxed
+  std::unique_ptr<CRunner> m_pRunner;    // the owner's
 
   CMutex m_objPutting;  // the ring's putting side
   Bool m_bThreaded GUARDED_BY(m_objPutting) = false;

@@ -304,11 +304,21 @@ TEST(Log, ACrashWritesWhatWasLoggedAndStaysThatCrash) {
       {SIGABRT, [] { OSD_ASSERT(getpid() == 0, "a failed assertion", "test", 1); }}};
   for (const auto& [signal, crash] : aCrashes) {
     const CLogFolder folder;
+    auto* const pLogged = static_cast<std::atomic<int>*>(
+        mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     const pid_t child = fork();
     if (child == 0) {
       for (const int each : {SIGSEGV, SIGBUS, SIGFPE, SIGABRT}) std::signal(each, SIG_DFL);
       CLog::Start();
       for (int line = 0; line < 1000; ++line) LOG_INFO("%d", line);
+      std::thread([pLogged] {
+        for (int line = 1;; ++line) {
+          LOG_ERROR("beside %d", line);
+          *pLogged = line;
+          std::this_thread::yield();
+        }
+      }).detach();
+      while (*pLogged < 10) std::this_thread::yield();
       crash();
       _exit(0);
     }
@@ -316,7 +326,9 @@ TEST(Log, ACrashWritesWhatWasLoggedAndStaysThatCrash) {
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(WTERMSIG(status), signal);
-    EXPECT_THAT(ReadFile(folder.Log()), testing::HasSubstr("INFO 999 --["));
+    const std::string log = ReadFile(folder.Log());
+    EXPECT_THAT(log, testing::HasSubstr("INFO 999 --["));
+    EXPECT_THAT(log, testing::HasSubstr("beside " + std::to_string(*pLogged) + " --["));
   }
 }
 
