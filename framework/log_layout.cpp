@@ -96,6 +96,7 @@ Bool CLogLayout::Parse(const std::string& i_strPattern) {
       const size_t at = strFormat.find("%l");
       part.m_bMilliseconds = at != std::string::npos;
       part.m_strText = strFormat.substr(0, at);
+      if (part.m_bMilliseconds && part.m_strText.ends_with('%')) return false;  // whatever it means
       if (part.m_bMilliseconds) part.m_strFormatBehind = strFormat.substr(at + 2);
     }
     if (part.m_cKind == 0 && !m_parts.empty() && m_parts.back().m_cKind == 0)
