@@ -182,8 +182,8 @@ TEST(MsgQueue, TellsASenderOnceThatThereIsRoomAndNotWhenItsOwnerStandsStill) {
   EXPECT_EQ(popUntilWoken(), 24u) << "woken twice, or not all was there";
   fill();
   CThread::Sleep(50);
+  const SInt64 full = CTime::Milliseconds();  // it counts from the last one that was taken
   EXPECT_EQ(queue.Pop(1, &msg) + queue.Push(&msg), 2u);
-  const SInt64 full = CTime::Milliseconds();  // from the last one that was taken
   while (!queue.HasRoomFor(&sender)) CThread::Sleep(1);
   EXPECT_GE(CTime::Milliseconds() - full, CMsgQueue::kStuckMs);
   while (queue.Push(&msg) != 0) EXPECT_TRUE(queue.HasRoomFor(&sender)) << "nobody takes any";
