@@ -99,7 +99,7 @@ TEST(Log, FormatsLikePrintf) {
                                (conversion == 's' || conversion == 'c' ? "" : length) + conversion +
                                any("", "|") + "%d";
     const auto check = [&](auto i_value) {
-      const size_t size = random() % sizeof(expected) + 1;
+      const auto size = static_cast<size_t>(random() % sizeof(expected) + 1);
       snprintf(expected, size, format.c_str(), i_value, round);
       ASSERT_EQ(Formatted(size, format.c_str(), i_value, round), std::string(expected))
           << format << ", in " << size;
