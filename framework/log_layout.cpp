@@ -155,7 +155,7 @@ char* CLogLayout::WritePart(T_Part& io_part, const T_LogLine& i_stLine, char* o_
     case 'c':
       return Append(kCategory, o_p);
     case 't':
-      return AppendNumber(static_cast<long>(pthread_self()), o_p);
+      return AppendNumber(pthread_self(), o_p);
     case 'x':
       return Append(log4cpp::NDC::get(), o_p);
     case 'R':
