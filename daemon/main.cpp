@@ -18,6 +18,7 @@
 #include "endpoint/osdcommutask.h"
 #include "endpoint/timeoutlist.h"
 #include "framework/assert.h"
+#include "framework/clock.h"
 #include "framework/console.h"
 #include "framework/ev.h"
 #include "framework/eventcontext.h"
@@ -133,8 +134,9 @@ constexpr void (*PassSeconds)(UInt32) = nullptr;  // on the chip time passes by 
 // Last, when there is something to tell of. Never destroyed: threads that nobody stops may still
 // note a change.
 void StartTelling() {
+  const SInt64 s64Started = CTime::Milliseconds();  // here: a supervisor may have run for weeks
   g_pStateServer = new CStateServer(
-      {[] { return StateDocument(g_objOsdHifb.State(), g_objOsdHifb.LongestQueue()); },
+      {[=] { return StateDocument(g_objOsdHifb.State(), g_objOsdHifb.LongestQueue(), s64Started); },
        PassSeconds});
   g_pStateServer->Open(SystemPath(kStateSocket));
   g_objLedger.SetListener([] { g_pStateServer->Changed(); });

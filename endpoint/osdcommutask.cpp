@@ -72,7 +72,6 @@ void ProcessRequest(UInt32 i_u32RemoteAddr, UInt16 i_u16RemotePort, T_MsgParams*
   pBody->m_u32Entry =
       g_objLedger.Open(i_u16RemotePort, pBody->m_stHeader.m_u32Seq, pBody->m_stHeader.m_u32Id)
           .m_u32Entry;
-  Count(g_stCounters.m_aRequests[FindMessage(pBody->m_stHeader.m_u32Id)->Index()]);
   if (const T_Peer* const pPeer = FindPeer(i_u16RemotePort))
     Count(g_stCounters.m_aPeers[pPeer - kPeers]);
   // The ACK goes ahead of whatever the command sends.
@@ -268,8 +267,9 @@ void COsdCommuTask::ProcessOsdMsg(UInt32 i_u32MsgId, UInt32 i_u32RemoteAddr, UIn
   if (i_u32MsgId <= ERR_RES_MSG_PARAM_LEN) return LogReply(i_u32MsgId, i_u16RemotePort);
   const T_CatalogueRow* const pRow = io_ptMsgParams->RowOf(i_u32MsgId);
   const size_t request = pRow != nullptr ? pRow->Index() - kFirstRequest : std::size(kRequests);
-  if (request < std::size(kRequests))
-    kRequests[request].m_pProcess(i_u32RemoteAddr, i_u16RemotePort, io_ptMsgParams, m_objOutgoing);
+  if (request >= std::size(kRequests)) return;
+  Count(g_stCounters.m_aRequests[pRow->Index()]);
+  kRequests[request].m_pProcess(i_u32RemoteAddr, i_u16RemotePort, io_ptMsgParams, m_objOutgoing);
 }
 
 UInt32 COsdCommuTask::GetMsgPrevSeq(UInt16 i_u16RemotePort) const {

@@ -15,8 +15,6 @@ namespace {
 
 using T_Json = nlohmann::ordered_json;
 
-const SInt64 s_s64Started = CTime::Milliseconds();
-
 std::string Utf8(const std::string& i_strBytes) {
   std::string strText;
   for (const char c : i_strBytes) {
@@ -151,12 +149,12 @@ std::string Line(const T_Json& i_json) {
 
 }  // namespace
 
-std::string StateDocument(const T_OsdState& i_state, size_t i_longestInbox) {
+std::string StateDocument(const T_OsdState& i_state, size_t i_longestInbox, SInt64 i_s64Started) {
   std::string strRoot = SystemPath("/");
   while (strRoot.size() > 1 && strRoot.back() == '/') strRoot.pop_back();
   T_Json document = {{"version", OSD_VERSION},
                      {"pid", getpid()},
-                     {"uptime_ms", CTime::Milliseconds() - s_s64Started},
+                     {"uptime_ms", CTime::Milliseconds() - i_s64Started},
                      {"root", Utf8(strRoot)},
                      {"outputs", T_Json::array()},
                      {"elements", T_Json::array()},

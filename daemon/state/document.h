@@ -6,9 +6,10 @@
 
 #include "common/osd/state.h"
 
-// One line without its end. i_state is the renderer's, i_longestInbox its queue's; the rest is
+// One line without its end. i_state is the renderer's, i_longestInbox its queue's, i_s64Started
+// when the daemon began to serve, ms on the monotonic clock; the rest is
 // taken from the ledger and the counters. Any thread.
-std::string StateDocument(const T_OsdState& i_state, size_t i_longestInbox);
+std::string StateDocument(const T_OsdState& i_state, size_t i_longestInbox, SInt64 i_s64Started);
 
 // {"error": i_strWhy} as one line.
 std::string ErrorDocument(const std::string& i_strWhy);
